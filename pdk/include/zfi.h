@@ -1,0 +1,164 @@
+#ifndef ZFI_INTERFACE_H
+#define ZFI_INTERFACE_H
+
+/*
+ * The snapshot framework's interface as a provider plugin sees it: the
+ * records that cross the exported entry points, the status codes and flags,
+ * and the framework's buffer and object-id functions.
+ *
+ * Records the plugin reads are laid out here in full; the others are opaque
+ * (the plugin only passes their pointers on). Layout rules a host must keep:
+ *   - zfi_splitnode: FIM name first, node second, optional second node third.
+ *   - zfi_domain: a 32-bit type word, then the 32-bit flags word (second
+ *     32-bit word), then the node's name text, its object id and the slot
+ *     for the plugin's private data.
+ *   - zfi_fw_info: the fourth pointer-sized member points to the list of
+ *     language strings; the first is the native language of messages.
+ */
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Status codes. 0 is success; the rest are what the plugin returns. */
+enum {
+  ZFI_OK = 0,
+  ZFI_E_DELAYED_INIT = 1,   /* delayed initialisation failed on this call */
+  ZFI_E_FAILED = 2,         /* generic failure of a kit default */
+  ZFI_E_INVALID = 3,        /* refused request or invalid argument */
+  ZFI_E_USE_SESSION = 4,    /* use the session form; refused import mode */
+  ZFI_E_NO_PRIVDATA = 5,    /* private data cannot be allocated */
+  ZFI_E_REPORTED = 6,       /* failure reported through the error manager */
+  ZFI_E_VERSION = 7,        /* null version record at init */
+  ZFI_E_NOT_SUPPORTED = 8,  /* operation not offered by this provider */
+  ZFI_E_RMLIB = 30          /* RAID Manager library cannot be initialised */
+};
+
+/* Bits of zfi_domain.flags. */
+enum {
+  ZFI_NODE_MADE = 0x1,  /* set by make for each node it returns */
+  ZFI_NODE_READY = 0x8  /* set by isready for a node ready to be split */
+};
+
+/* Object identifier: the framework's handle of an object, named by a text. */
+typedef struct frim_objid {
+  uint32_t length; /* bytes of name, terminator included */
+  uint32_t flags;
+  char* name;
+} frim_objid;
+
+/* A node of the framework's object tree. */
+typedef struct zfi_domain {
+  uint32_t type;
+  uint32_t flags;       /* ZFI_NODE_* bits */
+  char* name;           /* the node's name: its device's UDID text */
+  frim_objid* objid;    /* the node's object */
+  void* private_data;   /* the plugin's slot; the framework never reads it */
+  struct zfi_domain* parent;
+} zfi_domain;
+
+/* A node handed to select, prepare, make and isready. */
+typedef struct zfi_splitnode {
+  char* fim_name;        /* the snapshot method chosen for the node */
+  zfi_domain* node;
+  zfi_domain* alt_node;  /* optional second node (the snapshot side), may be null */
+} zfi_splitnode;
+
+/* An opaque block of bytes the framework keeps for the provider. */
+typedef struct zfi_blob {
+  uint64_t length;
+  void* data;
+  uint32_t flags;
+} zfi_blob;
+
+/* Severity of a message. */
+typedef enum zfi_eseverity {
+  ZFI_SEV_INFO = 0,
+  ZFI_SEV_WARNING = 1,
+  ZFI_SEV_ERROR = 2,
+  ZFI_SEV_CRITICAL = 3
+} zfi_eseverity;
+
+/* One argument of a message, as the framework receives it. */
+typedef enum zfi_msg_arg_type { ZFI_MSG_ARG_STRING = 0, ZFI_MSG_ARG_INT = 1 } zfi_msg_arg_type;
+typedef struct zfi_msg_arg {
+  zfi_msg_arg_type type;
+  int64_t int_value;
+  char* str_value;
+} zfi_msg_arg;
+
+/* A message reported by the provider (get_last_error). */
+typedef struct zfi_msg_info {
+  int msg_index;          /* catalog index, message index offset applied */
+  zfi_eseverity severity;
+  char* msg_id;           /* e.g. "MSG_ERROR_HITACHI_COMMAND_FAILED" */
+  char* text;             /* English text with its arguments */
+  int arg_count;
+  zfi_msg_arg* args;
+  char* file;             /* where the message is defined */
+  int line;
+} zfi_msg_info;
+
+/* The framework's own information record, given to init. */
+typedef struct zfi_fw_info {
+  void* reserved0;
+  void* reserved1;
+  void* reserved2;
+  char** languages; /* null-terminated list; languages[0] is the native one */
+} zfi_fw_info;
+
+/* The interface version the plugin answers at init. */
+typedef struct zfi_version {
+  uint16_t major;
+  uint16_t minor;
+  uint16_t update;
+  uint16_t patch;
+} zfi_version;
+
+typedef enum zfi_intent { ZFI_INTENT_NONE = 0, ZFI_INTENT_BACKUP = 1, ZFI_INTENT_RESTORE = 2 } zfi_intent;
+typedef enum zfi_disposition { ZFI_DISP_NONE = 0, ZFI_DISP_KEEP = 1, ZFI_DISP_DELETE = 2 } zfi_disposition;
+typedef enum zfi_op_providerstate { ZFI_PS_GET = 0, ZFI_PS_SET = 1 } zfi_op_providerstate;
+
+/* Records that the plugin only passes on. */
+typedef struct zfi_node zfi_node;
+typedef struct zfi_accessnode zfi_accessnode;
+typedef struct zfi_confspec zfi_confspec;
+typedef struct zfi_quiescenode zfi_quiescenode;
+typedef struct zfi_attributes zfi_attributes;
+typedef struct zfi_node_list zfi_node_list;
+typedef struct zfi_assoc zfi_assoc;
+typedef struct zfi_assoc_list zfi_assoc_list;
+typedef struct zfi_group_node_list zfi_group_node_list;
+typedef struct zfi_node_subobj_list zfi_node_subobj_list;
+typedef struct zfi_pgn_node_list zfi_pgn_node_list;
+typedef struct zfi_host_infn zfi_host_infn;
+typedef struct zfi_enclosure_node_list zfi_enclosure_node_list;
+typedef struct zfi_host_node_list zfi_host_node_list;
+typedef struct zfi_resource zfi_resource;
+typedef struct zfi_bkupset zfi_bkupset;
+typedef struct zfi_snapreplica_ele zfi_snapreplica_ele;
+typedef struct TrieNode_ TrieNode_;
+/* Provider and FIM lists: laid out where the kit's list builders live. */
+typedef struct zfi_provider_list zfi_provider_list;
+typedef struct zfi_fim_list zfi_fim_list;
+
+/*
+ * Framework buffer and object-id functions. A host may supply them; the kit
+ * uses the host's when the process has them and its own otherwise.
+ *   frim_alloc_buf: a zeroed block of `size` bytes, or null.
+ *   frim_free_buf: frees a block from frim_alloc_buf (`size` as allocated).
+ *   frim_get_objid: a new object id named by the first `length` bytes of
+ *     `text` (terminator included); `flags` is stored in it. Null on failure.
+ */
+void* frim_alloc_buf(size_t size);
+void frim_free_buf(void* buffer, size_t size);
+frim_objid* frim_get_objid(const char* text, size_t length, int flags);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,1 @@
+#include "V_strings.h"
