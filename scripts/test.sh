@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# Sets up the machine, builds everything and runs every test: first the
+# regular build, then the same suite under AddressSanitizer and
+# UndefinedBehaviorSanitizer.
+#   scripts/test.sh            both builds
+#   SKIP_SANITIZE=1 scripts/test.sh   regular build only
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$(pwd)
+jobs=${JOBS:-$(nproc)}
+
+bash scripts/setup.sh
+
+run_suite() {
+  local dir=$1; shift
+  cmake -S "$root" -B "$dir" -G Ninja "$@" >/dev/null
+  ninja -C "$dir" -j "$jobs"
+  ctest --test-dir "$dir" --output-on-failure -j "$jobs" --timeout 300
+}
+
+echo "== regular build"
+run_suite "$root/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
+
+if [ -z "${SKIP_SANITIZE:-}" ]; then
+  echo "== sanitizer build (ASan + UBSan)"
+  export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}
+  export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
+  run_suite "$root/build-asan" -DCMAKE_BUILD_TYPE=Debug -DHITACHIFI_SANITIZE=ON -DHITACHIFI_BUILD_BENCH=OFF
+fi
