@@ -1,16 +1,87 @@
 #ifndef FRIM_PDK_CFIERRORMANAGER_H
 #define FRIM_PDK_CFIERRORMANAGER_H
 
+#include <deque>
+#include <memory>
+#include <string>
+
+#include "cfimessage.h"
+#include "cfimessagecatalog.h"
 #include "cfitraceable.h"
+#include "zfi.h"
 
 namespace frim_pdk_4_4 {
 
-// Keeps the messages that the plugin reports for the framework to fetch.
+// What the error manager knows of the framework: its information record,
+// the native language of messages and the catalogs to format them with.
+class CFiErrorHandler {
+ public:
+  CFiErrorHandler(zfi_fw_info* frameworkInfo, const std::string& language, const CFiCatalogManagerPtr& catalogs);
+  ~CFiErrorHandler();
+
+  zfi_fw_info* getFrameworkInfo() const { return m_frameworkInfo; }
+  const std::string& getLanguage() const { return m_language; }
+  CFiMessageCatalogManager* getCatalogManager() const { return m_catalogs.get(); }
+
+ private:
+  zfi_fw_info* m_frameworkInfo;
+  std::string m_language;
+  CFiCatalogManagerPtr m_catalogs;
+};
+
+// Keeps the messages the plugin reports until the framework fetches them.
+//
+// Messages form a stack, newest on top, of at most kMaxMessages: when a
+// long-running host never fetches them, the oldest are dropped. The
+// framework reads the newest with getLastError (a copy it owns), and
+// delLastError frees that copy and removes the newest message, so
+//   while (get_last_error(&m) == 0 && m) { show(m); del_last_error(&m); }
+// drains the stack newest first.
 class CFiErrorManager : public virtual CFiRefCount, public virtual CFiTraceable {
  public:
-  CFiErrorManager() = default;
-  ~CFiErrorManager() override = default;
+  static const size_t kMaxMessages = 64;
+
+  CFiErrorManager();
+  ~CFiErrorManager() override;
+
+  void pushError(CFiMessagePtr message);
+  size_t size() const { return m_messages.size(); }
+  CFiMessagePtr peek() const;
+  void clear() { m_messages.clear(); }
+
+  // Takes ownership; a second handler replaces the first.
+  void registerHandler(CFiErrorHandler* handler);
+  CFiErrorHandler* getHandler() const { return m_handler.get(); }
+
+  // Added to each message's catalog index in what the framework receives.
+  void setMessageIndexOffset(int offset) { m_messageIndexOffset = offset; }
+  int getMessageIndexOffset() const { return m_messageIndexOffset; }
+
+  // *info = a new record describing the newest message (English text), or
+  // null when there is none; 0, or 3 for a null `info`.
+  int getLastError(zfi_msg_info** info);
+  // Frees *info (if set) and nulls it, and removes the newest message.
+  // 0, or 3 when there was nothing to remove.
+  int delLastError(zfi_msg_info** info);
+  // *text = a new text of the message `info` describes, in `locale` (null:
+  // the framework's native language); *length = its length. 0, or 3 for a
+  // null record, id or text pointer.
+  int getLocaleMessage(int* length, zfi_msg_info* info, char const* locale, char** text);
+  // Frees *text and nulls it. 0, or 3 for a null pointer.
+  int delLocaleMessage(char** text);
+
+  // Frees a record made by getLastError.
+  static void freeMessageInfo(zfi_msg_info* info);
+
+ private:
+  std::string format(const CFiMessage& message, char const* locale, int& index) const;
+
+  std::deque<CFiMessagePtr> m_messages;  // front is the newest
+  std::unique_ptr<CFiErrorHandler> m_handler;
+  int m_messageIndexOffset = 6000;
 };
+
+using CFiErrorManagerPtr = CFiSmartPtr<CFiErrorManager, CFiContextSingletonAllocator<CFiErrorManager>>;
 
 }  // namespace frim_pdk_4_4
 

@@ -1,0 +1,103 @@
+#ifndef FRIM_PDK_CFISESSIONMGR_H
+#define FRIM_PDK_CFISESSIONMGR_H
+
+#include <ace/SString.h>
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "cfismartptr.h"
+#include "cfitraceable.h"
+#include "zfi.h"
+
+namespace frim_pdk_4_4 {
+
+// One node of a snapshot job, with a done flag per phase. A flag only ever
+// goes from 0 to 1, which is what lets a repeated select, prepare or make
+// skip the nodes it already finished.
+class CFiSplitNode {
+ public:
+  CFiSplitNode() = default;
+  CFiSplitNode(const ACE_CString& name, const std::string& fimName) : m_name(name), m_fimName(fimName) {}
+
+  // The object-id text that make returns for the node: its name.
+  std::string getObjectIdText() const { return std::string(m_name.c_str(), m_name.length()); }
+
+  ACE_CString m_name;        // the framework node's name (its UDID text)
+  ACE_CString m_secondName;  // the snapshot's name, set by make
+  std::string m_fimName;     // the snapshot method chosen for the node
+  int makeDone = 0;
+  int selectDone = 0;
+  int prepareDone = 0;
+  int updateDone = 0;
+};
+
+// Phases of getSplitNodeList.
+enum : int { FI_PHASE_SELECT = 1, FI_PHASE_PREPARE = 2, FI_PHASE_MAKE = 3, FI_PHASE_UPDATE = 4 };
+
+// The nodes of one snapshot job, keyed by node name (bytewise order).
+class CFiSession : public virtual CFiRefCount, public virtual CFiTraceable {
+ public:
+  explicit CFiSession(const std::string& id = std::string());
+  ~CFiSession() override;
+
+  const std::string& getId() const { return m_id; }
+
+  // Adds each node not yet in the session (name from the node record, FIM
+  // name from the split node's first member). Nodes already present keep
+  // their flags and second name. Null entries and nodes without a name are
+  // passed over.
+  void addNodes(zfi_splitnode** nodes, int count);
+
+  // Copies of the nodes whose flag for `phase` (FI_PHASE_*) is 0, in key
+  // order; any other phase gives an empty list.
+  std::vector<CFiSplitNode> getSplitNodeList(int phase);
+
+  // The node of that name, created empty if absent.
+  CFiSplitNode& operator[](const std::string& name) { return m_nodes[name]; }
+  std::map<std::string, CFiSplitNode>& getSplitNodeMap() { return m_nodes; }
+  size_t size() const { return m_nodes.size(); }
+
+  uint64_t lastUse() const { return m_lastUse; }
+  void touch(uint64_t tick) { m_lastUse = tick; }
+
+ private:
+  std::string m_id;
+  std::map<std::string, CFiSplitNode> m_nodes;
+  uint64_t m_lastUse = 0;
+};
+
+using CFiSessionPtr = CFiSmartPtr<CFiSession, CFiNullAllocator<CFiSession>>;
+
+// Hands out sessions by the framework's session id.
+//
+// A long-running host starts many jobs, so sessions are not kept forever:
+// the manager keeps at most kMaxSessions, and getSession for a new id
+// forgets the least recently used one when the table is full. A session that
+// someone still holds survives being forgotten until it is released. A
+// framework that knows a job has ended can call forgetSession at once.
+class CFiSessionManager : public virtual CFiRefCount, public virtual CFiTraceable {
+ public:
+  static const size_t kMaxSessions = 128;
+
+  CFiSessionManager();
+  ~CFiSessionManager() override;
+
+  // The session for `id` (null is taken as ""), created on first use.
+  virtual CFiSessionPtr getSession(char const* id);
+  // Returns whether a session of that id was known.
+  bool forgetSession(char const* id);
+  size_t size() const { return m_sessions.size(); }
+
+ private:
+  std::map<std::string, CFiSessionPtr> m_sessions;
+  uint64_t m_tick = 0;
+};
+
+using CFiSessionManagerPtr = CFiSmartPtr<CFiSessionManager, CFiContextSingletonAllocator<CFiSessionManager>>;
+
+}  // namespace frim_pdk_4_4
+
+#endif

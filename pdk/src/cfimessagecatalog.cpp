@@ -1,0 +1,135 @@
+#include "cfimessagecatalog.h"
+
+#include <unicode/locid.h>
+#include <unicode/msgfmt.h>
+#include <unicode/udata.h>
+#include <unicode/ures.h>
+
+#include <mutex>
+
+// The compiled catalog, generated at build time from messages/root.txt.
+extern "C" const struct {
+  double bogus;
+  uint8_t bytes[1];
+} hitachifimsg_hitachifimsg_dat;
+
+namespace frim_pdk_4_4 {
+
+namespace {
+
+const char kPackage[] = "hitachifimsg";
+
+// ICU keeps application data by package name for the life of the process;
+// it is registered once.
+bool registerEmbeddedCatalog() {
+  static std::once_flag once;
+  static bool registered = false;
+  std::call_once(once, [] {
+    UErrorCode status = U_ZERO_ERROR;
+    udata_setAppData(kPackage, &hitachifimsg_hitachifimsg_dat, &status);
+    registered = U_SUCCESS(status) || status == U_USING_DEFAULT_WARNING;
+  });
+  return registered;
+}
+
+// RAII for ICU resource bundles.
+struct Bundle {
+  UResourceBundle* handle = nullptr;
+  ~Bundle() {
+    if (handle) ures_close(handle);
+  }
+};
+
+std::string toUtf8(const icu::UnicodeString& text) {
+  std::string out;
+  text.toUTF8String(out);
+  return out;
+}
+
+}  // namespace
+
+std::string renderArguments(const std::vector<icu::Formattable>& arguments) {
+  std::string out;
+  for (size_t i = 0; i < arguments.size(); ++i) {
+    if (i) out += ", ";
+    const icu::Formattable& arg = arguments[i];
+    switch (arg.getType()) {
+      case icu::Formattable::kString: {
+        icu::UnicodeString text;
+        out += toUtf8(arg.getString(text));
+        break;
+      }
+      case icu::Formattable::kLong:
+        out += std::to_string(arg.getLong());
+        break;
+      case icu::Formattable::kInt64:
+        out += std::to_string(arg.getInt64());
+        break;
+      case icu::Formattable::kDouble:
+        out += std::to_string(arg.getDouble());
+        break;
+      default:
+        out += "?";
+        break;
+    }
+  }
+  return out;
+}
+
+CFiIcuMessageCatalogFactory::CFiIcuMessageCatalogFactory(char const* catalog, const ACE_CString& pluginName)
+    : m_catalog(catalog ? catalog : "root"), m_pluginName(pluginName.c_str()) {}
+
+CFiIcuMessageCatalogFactory::~CFiIcuMessageCatalogFactory() = default;
+
+bool CFiIcuMessageCatalogFactory::lookup(const std::string& id, char const* locale, icu::UnicodeString& pattern,
+                                         int& index) {
+  if (!registerEmbeddedCatalog()) return false;
+  const char* bundleLocale = (locale != nullptr && *locale != '\0') ? locale : m_catalog.c_str();
+  UErrorCode status = U_ZERO_ERROR;
+  Bundle root;
+  root.handle = ures_open(kPackage, bundleLocale, &status);
+  if (U_FAILURE(status)) return false;
+  Bundle entry;
+  entry.handle = ures_getByKey(root.handle, id.c_str(), nullptr, &status);
+  if (U_FAILURE(status)) return false;
+  int32_t length = 0;
+  const UChar* text = ures_getStringByKey(entry.handle, "text", &length, &status);
+  if (U_FAILURE(status)) return false;
+  Bundle indexEntry;
+  indexEntry.handle = ures_getByKey(entry.handle, "index", nullptr, &status);
+  index = U_SUCCESS(status) ? ures_getInt(indexEntry.handle, &status) : 0;
+  pattern.setTo(text, length);
+  return true;
+}
+
+CFiMessageCatalogManager::CFiMessageCatalogManager() = default;
+CFiMessageCatalogManager::~CFiMessageCatalogManager() = default;
+
+void CFiMessageCatalogManager::registerFactory(CFiMessageCatalogFactory* factory) {
+  if (factory) m_factories.emplace_back(factory);
+}
+
+std::string CFiMessageCatalogManager::format(const CFiMessage& message, char const* locale, int& index) {
+  index = 0;
+  const char* language = locale ? locale : m_nativeLanguage.c_str();
+  const std::vector<icu::Formattable>& args = message.getArguments();
+  for (auto& factory : m_factories) {
+    icu::UnicodeString pattern;
+    int found = 0;
+    if (!factory->lookup(message.getId(), language, pattern, found)) continue;
+    index = found;
+    UErrorCode status = U_ZERO_ERROR;
+    icu::MessageFormat formatter(pattern, icu::Locale(language), status);
+    if (U_SUCCESS(status)) {
+      icu::UnicodeString result;
+      icu::FieldPosition position(icu::FieldPosition::DONT_CARE);
+      formatter.format(args.data(), static_cast<int32_t>(args.size()), result, position, status);
+      // Missing arguments stay as their {n} placeholders; extra ones are ignored.
+      if (U_SUCCESS(status)) return toUtf8(result);
+    }
+    break;  // the pattern does not take these arguments: render plainly
+  }
+  return message.getId() + ": " + renderArguments(args);
+}
+
+}  // namespace frim_pdk_4_4

@@ -1,0 +1,70 @@
+#include "cfisessionmgr.h"
+
+#include "cficontextsingleton.h"
+
+namespace frim_pdk_4_4 {
+
+CFiSession::CFiSession(const std::string& id) : m_id(id) {}
+CFiSession::~CFiSession() = default;
+
+void CFiSession::addNodes(zfi_splitnode** nodes, int count) {
+  if (nodes == nullptr) return;
+  for (int i = 0; i < count; ++i) {
+    zfi_splitnode* split = nodes[i];
+    if (split == nullptr || split->node == nullptr || split->node->name == nullptr) continue;
+    std::string name(split->node->name);
+    if (m_nodes.count(name) != 0) continue;
+    m_nodes.emplace(name, CFiSplitNode(ACE_CString(name.c_str()), split->fim_name ? split->fim_name : ""));
+  }
+}
+
+std::vector<CFiSplitNode> CFiSession::getSplitNodeList(int phase) {
+  CFiTraceLogFunction trace(m_traceLog, "getSplitNodeList", __LINE__, __FILE__);
+  std::vector<CFiSplitNode> list;
+  for (auto& entry : m_nodes) {
+    CFiSplitNode& node = entry.second;
+    const char* line = nullptr;
+    int flag = 1;
+    switch (phase) {
+      case FI_PHASE_SELECT: flag = node.selectDone; line = "DBG : Found selectDone zero, adding node"; break;
+      case FI_PHASE_PREPARE: flag = node.prepareDone; line = "DBG : Found prepareDone zero, adding node"; break;
+      case FI_PHASE_MAKE: flag = node.makeDone; line = "DBG : Found makeDone zero, adding node"; break;
+      case FI_PHASE_UPDATE: flag = node.updateDone; line = "DBG : Found updateDone zero, adding node"; break;
+      default: return list;
+    }
+    if (flag != 0) continue;
+    if (m_traceLog) m_traceLog->trace(FI_TRACE_DETAIL, "%s", line);
+    list.push_back(node);
+  }
+  return list;
+}
+
+CFiSessionManager::CFiSessionManager() = default;
+CFiSessionManager::~CFiSessionManager() = default;
+
+CFiSessionPtr CFiSessionManager::getSession(char const* id) {
+  std::string key = id ? id : "";
+  ++m_tick;
+  auto found = m_sessions.find(key);
+  if (found != m_sessions.end()) {
+    found->second->touch(m_tick);
+    return found->second;
+  }
+  if (m_sessions.size() >= kMaxSessions) {
+    auto oldest = m_sessions.begin();
+    for (auto it = m_sessions.begin(); it != m_sessions.end(); ++it) {
+      if (it->second->lastUse() < oldest->second->lastUse()) oldest = it;
+    }
+    m_sessions.erase(oldest);
+  }
+  CFiSessionPtr session(new CFiSession(key));
+  CFiTraceLogPtr log = m_traceLog ? m_traceLog : CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(false);
+  session->registerTraceLog(log);
+  session->touch(m_tick);
+  m_sessions.emplace(key, session);
+  return session;
+}
+
+bool CFiSessionManager::forgetSession(char const* id) { return m_sessions.erase(id ? id : "") != 0; }
+
+}  // namespace frim_pdk_4_4
