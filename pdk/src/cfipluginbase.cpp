@@ -263,4 +263,18 @@ int CFiPluginBase::updateSnapshotHandle(CFiSessionPtr&, zfi_snapreplica_ele*) { 
 int CFiPluginBase::getSnapdiff(zfi_domain*, zfi_snapreplica_ele*, zfi_snapreplica_ele*, TrieNode_*) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::postDeport(zfi_domain*, zfi_domain*) { return ZFI_OK; }
 
+// The base has no node model; the interposer layer answers these.
+int CFiPluginBase::claim(frim_objid*, frim_objid***, int*) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::supportsFiType(zfi_domain*, char*) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::importTreeNode(zfi_domain*, frim_objid**, frim_objid**, int, frim_objid**) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::initNode(zfi_domain*, zfi_domain**, int, frim_objid*) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::initAltNode(zfi_domain*, zfi_domain*, zfi_domain*, bool) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::deInitNode(zfi_domain*) { return ZFI_OK; }
+int CFiPluginBase::interpose(zfi_domain*, frim_objid**, frim_objid***, int*) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::checkNodeExistence(zfi_domain*, int*) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::importResource(char**, char*, char*, char*, int, char**, char*) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::deportResource(char*, char*, char*, char*, int) { return ZFI_E_NOT_SUPPORTED; }
+void CFiPluginBase::addIgnoreNodeType(int) {  }
+void CFiPluginBase::setDefaultNodeType(int) {  }
+
 }  // namespace frim_pdk_4_4

@@ -1,0 +1,48 @@
+#ifndef HITACHI_PLUGIN_H
+#define HITACHI_PLUGIN_H
+
+#include <ace/SString.h>
+
+#include <list>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "cfipluginbase.h"
+
+// The plugin's name and the UDID text constants, set by static
+// initialisation before any entry point runs.
+extern ACE_CString cfi_pgn_name_tstr;
+extern std::wstring cfi_pgn_name_wstr;
+extern std::string cfi_pgn_name_str;
+extern std::string udid_prefix;
+extern std::string udid_separator;
+
+// The Hitachi / HP XP snapshot provider.
+class CHitachiPlugin : public frim_pdk_4_4::CFiPluginInterposer {
+ public:
+  CHitachiPlugin();
+  ~CHitachiPlugin() override;
+
+  int delayedInit() override;
+  int init() override;
+  void fini() override;
+  int makeSnapshots(frim_pdk_4_4::CFiSessionPtr& session) override;
+  int prepareSnapshots(frim_pdk_4_4::CFiSessionPtr& session) override;
+  int selectSnapshots(frim_pdk_4_4::CFiSessionPtr& session) override;
+  int isReady(char* fimName, zfi_splitnode** nodes, int count) override;
+  int getProviderInfo(zfi_provider_list** out) override;
+  int enumerateFims(zfi_fim_list** out) override;
+  int processProviderState(zfi_domain* node, zfi_blob* block, zfi_op_providerstate op) override;
+  int restore(frim_objid** sources, frim_objid** snapshots, long count, char* a, char* b, char*** out, long* outCount,
+              long flags, long* status) override;
+  // Answers the framework's import requests.
+  virtual int importNode(ACE_CString name, std::vector<ACE_CString> names, bool a, bool b, bool c, int mode);
+
+ protected:
+  // Enclosure id -> names of that array's command devices on this host, in
+  // discovery order.
+  std::map<std::string, std::list<std::string>> m_enclosureCmdDevNames;
+};
+
+#endif
