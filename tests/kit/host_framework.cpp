@@ -1,0 +1,53 @@
+// The framework's buffer and object-id functions, as this test host
+// supplies them (exported from the test executable).
+#include <cstdlib>
+#include <cstring>
+
+#include <algorithm>
+#include <vector>
+
+#include "host.h"
+
+namespace {
+std::vector<frim_objid*> g_outstanding;
+}
+
+int g_failObjidAt = 0;
+int g_objidCalls = 0;
+int g_liveBuffers = 0;
+
+extern "C" __attribute__((visibility("default"))) void* frim_alloc_buf(size_t size) {
+  ++g_liveBuffers;
+  return std::calloc(1, size);
+}
+
+extern "C" __attribute__((visibility("default"))) void frim_free_buf(void* buffer, size_t) {
+  if (buffer) --g_liveBuffers;
+  std::free(buffer);
+}
+
+extern "C" __attribute__((visibility("default"))) frim_objid* frim_get_objid(const char* text, size_t length,
+                                                                             int flags) {
+  ++g_objidCalls;
+  if (g_failObjidAt != 0 && g_objidCalls >= g_failObjidAt) return nullptr;
+  frim_objid* objid = static_cast<frim_objid*>(std::calloc(1, sizeof(frim_objid)));
+  objid->name = static_cast<char*>(std::calloc(1, length + 1));
+  std::memcpy(objid->name, text, length);
+  objid->length = static_cast<uint32_t>(length);
+  objid->flags = static_cast<uint32_t>(flags);
+  ++g_liveBuffers;
+  g_outstanding.push_back(objid);
+  return objid;
+}
+
+void freeObjid(frim_objid* objid) {
+  if (objid == nullptr) return;
+  g_outstanding.erase(std::remove(g_outstanding.begin(), g_outstanding.end(), objid), g_outstanding.end());
+  --g_liveBuffers;
+  std::free(objid->name);
+  std::free(objid);
+}
+
+void freeOutstandingObjids() {
+  while (!g_outstanding.empty()) freeObjid(g_outstanding.back());
+}
