@@ -39,7 +39,7 @@ class CFiErrorHandler {
 // drains the stack newest first.
 class CFiErrorManager : public virtual CFiRefCount, public virtual CFiTraceable {
  public:
-  static const size_t kMaxMessages = 64;
+  static constexpr size_t kMaxMessages = 64;
 
   CFiErrorManager();
   ~CFiErrorManager() override;

@@ -80,7 +80,7 @@ using CFiSessionPtr = CFiSmartPtr<CFiSession, CFiNullAllocator<CFiSession>>;
 // framework that knows a job has ended can call forgetSession at once.
 class CFiSessionManager : public virtual CFiRefCount, public virtual CFiTraceable {
  public:
-  static const size_t kMaxSessions = 128;
+  static constexpr size_t kMaxSessions = 128;
 
   CFiSessionManager();
   ~CFiSessionManager() override;

@@ -1,0 +1,2 @@
+# The plugin's exception and message ids.
+hitachi_add_family(hitachi_errors hitachi_exception.cpp)

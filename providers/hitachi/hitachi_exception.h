@@ -1,0 +1,42 @@
+#ifndef HITACHI_EXCEPTION_H
+#define HITACHI_EXCEPTION_H
+
+#include <string>
+
+// Kinds of CHitachiException, and the message each is reported as.
+enum : int {
+  HITACHI_EXC_NONE = 0,
+  HITACHI_EXC_COMMAND = 1,        // MSG_ERROR_HITACHI_COMMAND_FAILED
+  HITACHI_EXC_ARRAY = 2,          // MSG_ERROR_HITACHI_COMMAND_FAILED
+  HITACHI_EXC_INVALID_INPUT = 3,  // MSG_ERROR_HITACHI_INVALID_INPUT
+  HITACHI_EXC_SYMBOL = 4,         // MSG_ERROR_HITACHI_SYMBOL
+  HITACHI_EXC_BAD_PAIR = 5,       // MSG_ERROR_HITACHI_BAD_PAIR_STATUS
+};
+
+// The plugin's one exception type: what failed, with the array library's
+// error number and reason. The code that throws sets the fields directly.
+class CHitachiException {
+ public:
+  CHitachiException() = default;
+  CHitachiException(const CHitachiException&) = default;
+  CHitachiException& operator=(const CHitachiException&) = default;
+  ~CHitachiException() = default;
+
+  // Reports the exception as a message on the error manager (kinds 1 to 5;
+  // any other kind reports nothing). Kinds 1 and 2 are also traced at level
+  // 1. Each call reports once more.
+  void push() const;
+
+  int m_kind = 0;
+  int m_errorNumber = 0;
+  std::string m_reason;
+  std::string m_apiName;
+  std::string m_enclosureId;
+  std::string m_file;
+  int m_line = 0;
+  std::string m_vdisk;
+  std::string m_vdiskCopy;
+  std::string m_pairStatus;
+};
+
+#endif
