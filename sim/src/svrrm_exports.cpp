@@ -1,0 +1,103 @@
+// The exported RAID Manager library functions: a thin layer over the
+// simulator. Each process opens the shared state (RMSIM_DB) on its first
+// call, and again after a fork, since a database connection must not cross
+// one.
+#include <unistd.h>
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "rmsim.h"
+#include "sim_db.h"
+
+#define RMSIM_EXPORT extern "C" __attribute__((visibility("default")))
+
+namespace {
+
+std::mutex g_mutex;
+std::unique_ptr<rmsim::Simulator> g_sim;
+pid_t g_owner = 0;
+
+rmsim::Simulator* simulator() {
+  if (!g_sim || g_owner != ::getpid()) {
+    // A connection inherited through fork is abandoned, not closed.
+    (void)g_sim.release();
+    try {
+      g_sim.reset(new rmsim::Simulator(rmsim::Db::defaultPath()));
+      g_owner = ::getpid();
+    } catch (const std::exception&) {
+      return nullptr;
+    }
+  }
+  return g_sim.get();
+}
+
+template <class Fn>
+int call(Fn fn) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  rmsim::Simulator* sim = simulator();
+  if (sim == nullptr) return RMSIM_E_STATE;
+  try {
+    return fn(*sim);
+  } catch (const std::exception&) {
+    return RMSIM_E_STATE;
+  }
+}
+
+thread_local std::string t_errorMessage;
+
+}  // namespace
+
+RMSIM_EXPORT int attachcmddev(cmddevinfo* info, char* cmddev, int instance) {
+  return call([&](rmsim::Simulator& sim) { return sim.attachcmddev(info, cmddev, instance); });
+}
+
+RMSIM_EXPORT int detachcmddev(cmddevinfo* info) {
+  return call([&](rmsim::Simulator& sim) { return sim.detachcmddev(info); });
+}
+
+RMSIM_EXPORT int pairvolstat(cmddevinfo* info, targdev* targ, pairstatinfo* out) {
+  return call([&](rmsim::Simulator& sim) { return sim.pairvolstat(info, targ, out); });
+}
+
+#ifndef RMSIM_WITHOUT_PAIRSPLIT
+RMSIM_EXPORT int pairsplit(cmddevinfo* info, targdev* targ, int sopt, int csize) {
+  return call([&](rmsim::Simulator& sim) { return sim.pairsplit(info, targ, sopt, csize); });
+}
+#endif
+
+RMSIM_EXPORT int pairresync(cmddevinfo* info, targdev* targ, int ropt, int csize) {
+  return call([&](rmsim::Simulator& sim) { return sim.pairresync(info, targ, ropt, csize); });
+}
+
+RMSIM_EXPORT int getldev(cmddevinfo* info, targdev* targ) {
+  return call([&](rmsim::Simulator& sim) { return sim.getldev(info, targ); });
+}
+
+RMSIM_EXPORT int getrminfo(cmddevinfo* info, int ope, int ldev, int port, void* rminfo) {
+  return call([&](rmsim::Simulator& sim) { return sim.getrminfo(info, ope, ldev, port, rminfo); });
+}
+
+// The text stays valid until this thread's next getrmerrmsg call.
+RMSIM_EXPORT char* getrmerrmsg(cmddevinfo* info) {
+  call([&](rmsim::Simulator& sim) {
+    t_errorMessage = sim.getrmerrmsg(info);
+    return 0;
+  });
+  return &t_errorMessage[0];
+}
+
+RMSIM_EXPORT int getrmver(int* version) {
+  return call([&](rmsim::Simulator& sim) { return sim.getrmver(version); });
+}
+
+#ifndef RMSIM_WITHOUT_GETDKCLIMIT
+RMSIM_EXPORT int getdkclimit(cmddevinfo* info, dkc_limit* out) {
+  return call([&](rmsim::Simulator& sim) { return sim.getdkclimit(info, out); });
+}
+#endif
+
+RMSIM_EXPORT int getfmtmsg(cmddevinfo* info, char* buffer) {
+  return call([&](rmsim::Simulator& sim) { return sim.getfmtmsg(info, buffer); });
+}
