@@ -23,7 +23,7 @@ run_suite "$root/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
 
 if [ -z "${SKIP_SANITIZE:-}" ]; then
   echo "== sanitizer build (ASan + UBSan)"
-  export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}
+  export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1:allocator_may_return_null=1}
   export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
   run_suite "$root/build-asan" -DCMAKE_BUILD_TYPE=Debug -DHITACHIFI_SANITIZE=ON -DHITACHIFI_BUILD_BENCH=OFF
 fi

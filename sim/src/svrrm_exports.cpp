@@ -1,7 +1,7 @@
 // The exported RAID Manager library functions: a thin layer over the
 // simulator. Each process opens the shared state (RMSIM_DB) on its first
 // call, and again after a fork, since a database connection must not cross
-// one.
+// one, and when RMSIM_DB names another file.
 #include <unistd.h>
 
 #include <memory>
@@ -18,14 +18,20 @@ namespace {
 std::mutex g_mutex;
 std::unique_ptr<rmsim::Simulator> g_sim;
 pid_t g_owner = 0;
+std::string g_path;
 
 rmsim::Simulator* simulator() {
-  if (!g_sim || g_owner != ::getpid()) {
-    // A connection inherited through fork is abandoned, not closed.
-    (void)g_sim.release();
+  std::string path = rmsim::Db::defaultPath();
+  if (!g_sim || g_owner != ::getpid() || g_path != path) {
+    if (g_owner == ::getpid()) {
+      g_sim.reset();
+    } else {
+      (void)g_sim.release();  // a connection inherited through fork is abandoned, not closed
+    }
     try {
-      g_sim.reset(new rmsim::Simulator(rmsim::Db::defaultPath()));
+      g_sim.reset(new rmsim::Simulator(path));
       g_owner = ::getpid();
+      g_path = path;
     } catch (const std::exception&) {
       return nullptr;
     }

@@ -9,7 +9,7 @@
 
 // The realloc-failure case asks for an impossible size; under ASan that must
 // return null rather than abort.
-extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
+extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() { return "allocator_may_return_null=1"; }
 
 namespace {
 
