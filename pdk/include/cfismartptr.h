@@ -22,7 +22,7 @@ struct CFiContextSingletonAllocator {
 // Intrusive counted pointer over a T that derives virtually from CFiRefCount.
 // Copies share the object; the last release deletes it through its virtual
 // destructor.
-template <class T, class Allocator>
+template <class T, class Allocator = CFiNullAllocator<T>>
 class CFiSmartPtr {
  public:
   CFiSmartPtr() = default;

@@ -1,0 +1,2 @@
+# The RAID Manager library binding, command devices and instance numbers.
+hitachi_add_family(hitachi_rmlib hitachi_rmlibintf.cpp hitachi_instanceManager.cpp)

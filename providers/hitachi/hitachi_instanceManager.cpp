@@ -1,0 +1,217 @@
+#include "hitachi_instanceManager.h"
+
+#include <ace/ACE.h>
+#include <ace/File_Lock.h>
+#include <ace/OS_NS_fcntl.h>
+#include <ace/OS_NS_sys_stat.h>
+#include <ace/OS_NS_unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+
+int CInstanceManager::m_minInstanceNo = 0;
+int CInstanceManager::m_maxInstanceNo = 0;
+std::string CInstanceManager::m_instanceNoPath;
+
+namespace {
+
+struct Record {
+  int32_t number;
+  int32_t owner;
+};
+static_assert(sizeof(Record) == 8, "instance-number records are 8 bytes");
+
+// The first error seen in one operation; thrown after the lock is given back.
+struct Recorded {
+  std::string message;
+  int error = 0;
+  void note(const char* what, int errorNumber) {
+    message = what;
+    error = errorNumber;
+  }
+  void throwIfSet() const {
+    if (error != 0) throw ErrorInstanceNo(message, error, std::strerror(error));
+  }
+};
+
+[[noreturn]] void fail(const char* message) {
+  int error = errno;
+  throw ErrorInstanceNo(message, error, error ? std::strerror(error) : "");
+}
+
+bool exists(const std::string& path) { return ACE_OS::access(path.c_str(), F_OK) == 0; }
+
+// An open instance-number file whose first byte is write-locked for the life
+// of this object. The lock is given back explicitly before anything is
+// reported; the descriptor closes when the object goes.
+class LockedFile {
+ public:
+  LockedFile(const std::string& path, int flags, mode_t mode, const char* openFailure) {
+    ACE_HANDLE handle = ACE_OS::open(path.c_str(), flags, mode);
+    if (handle == ACE_INVALID_HANDLE) fail(openFailure);
+    m_lock.set_handle(handle);
+    m_lock.acquire_write(SEEK_SET, 0, 1);
+  }
+  ~LockedFile() = default;  // ACE_File_Lock closes the descriptor; the lock goes with it
+  LockedFile(const LockedFile&) = delete;
+  LockedFile& operator=(const LockedFile&) = delete;
+
+  void unlock() { m_lock.release(SEEK_SET, 0, 1); }
+  ACE_HANDLE handle() { return m_lock.get_handle(); }
+  bool read(Record& record) { return ACE_OS::read(handle(), &record, sizeof record) > 0; }
+  bool write(const Record& record) { return ACE_OS::write(handle(), &record, sizeof record) >= 1; }
+  void seek(long offset) { ACE_OS::lseek(handle(), offset, SEEK_SET); }
+
+ private:
+  ACE_File_Lock m_lock{ACE_INVALID_HANDLE, false};
+};
+
+long offsetOf(int number) { return static_cast<long>(number - CInstanceManager::getMinInstanceNo()) * 8; }
+
+}  // namespace
+
+void CInstanceManager::setMinMaxInstanceNo(int min, int max) {
+  m_minInstanceNo = min;
+  m_maxInstanceNo = max;
+}
+
+void CInstanceManager::setInstanceNoPath(std::string path) { m_instanceNoPath = path; }
+
+std::string CInstanceManager::getFilePath(std::string key) { return m_instanceNoPath + "//" + key; }
+
+int CInstanceManager::createInstanceNoFile(std::string path) {
+  Recorded recorded;
+  LockedFile file(path, O_CREAT | O_TRUNC | O_RDWR, 0644, "Unable to create file");
+  for (int n = m_minInstanceNo; n <= m_maxInstanceNo; ++n) {
+    if (!file.write(Record{n, -1})) {
+      recorded.note("Write failed with error", errno);
+      break;
+    }
+  }
+  file.unlock();
+  recorded.throwIfSet();
+  return 0;
+}
+
+int CInstanceManager::getInstanceNo(std::string key, int& number) {
+  number = -1;
+  const std::string path = getFilePath(key);
+  if (!exists(path)) createInstanceNoFile(path);
+  Recorded recorded;
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    LockedFile file(path, O_RDWR, 0, "Unable to open file");
+    bool scanEnded = false;
+    for (int n = m_minInstanceNo; n <= m_maxInstanceNo; ++n) {
+      Record record;
+      errno = 0;
+      if (!file.read(record)) {
+        recorded.note("Read failed with error", errno);
+        scanEnded = true;
+        break;
+      }
+      if (record.owner < 0) {
+        number = record.number;
+        file.seek(offsetOf(n));
+        record.owner = static_cast<int32_t>(ACE_OS::getpid());
+        if (!file.write(record)) recorded.note("Write failed with error", errno);
+        scanEnded = true;
+        break;
+      }
+    }
+    file.unlock();
+    if (scanEnded) break;
+    recorded.note("Instance No Exhausted, reclaiming", 0);
+    if (attempt == 0) {
+      // Kept: the reclaim is handed the file path, not the key, so with an
+      // absolute directory it looks for a file that does not exist and
+      // throws "Didn't find the file".
+      reclaimInstanceNo(path);
+    } else {
+      recorded.note("Instance No Exhausted, couln't reclaim giving up", 0);
+    }
+  }
+  recorded.throwIfSet();
+  return 0;
+}
+
+int CInstanceManager::reclaimInstanceNo(std::string key) {
+  const std::string path = getFilePath(key);
+  if (!exists(path)) fail("Didn't find the file");
+  Recorded recorded;
+  LockedFile file(path, O_RDWR, 0, "Unable to open file");
+  const pid_t self = ACE_OS::getpid();
+  for (int n = m_minInstanceNo; n <= m_maxInstanceNo; ++n) {
+    Record record;
+    errno = 0;
+    if (!file.read(record)) {
+      recorded.note("Read failed with error", errno);
+      break;
+    }
+    if (record.owner != self && ACE::process_active(record.owner) != 1) {
+      file.seek(offsetOf(record.number));
+      record.owner = -1;
+      if (!file.write(record)) recorded.note("Write failed with error", errno);
+    }
+  }
+  file.unlock();
+  recorded.throwIfSet();
+  return 0;
+}
+
+int CInstanceManager::releaseInstanceNo(std::string key, int number) {
+  const std::string path = getFilePath(key);
+  if (!exists(path)) fail("Didn't find the file");
+  Recorded recorded;
+  LockedFile file(path, O_RDWR, 0, "Unable to open file");
+  file.seek(offsetOf(number));
+  Record record;
+  errno = 0;
+  if (file.read(record)) {
+    file.seek(offsetOf(number));
+    record.owner = -1;
+    if (!file.write(record)) recorded.note("Write failed with error", errno);
+  } else {
+    recorded.note("Read failed with error", errno);
+  }
+  file.unlock();
+  recorded.throwIfSet();
+  return 0;
+}
+
+int CInstanceManager::readInstanceNoFile(std::string path) {
+  ACE_HANDLE handle = ACE_OS::open(path.c_str(), O_RDONLY);
+  if (handle == ACE_INVALID_HANDLE) fail("Unable to open file");
+  Recorded recorded;
+  for (int n = m_minInstanceNo; n <= m_maxInstanceNo; ++n) {
+    Record record;
+    errno = 0;
+    if (ACE_OS::read(handle, &record, sizeof record) <= 0) {
+      recorded.note("Write failed with error", errno);  // Kept: the read path reports this text.
+      break;
+    }
+  }
+  ACE_OS::close(handle);
+  recorded.throwIfSet();
+  return 0;
+}
+
+CInstanceNumber::~CInstanceNumber() {
+  try {
+    release();
+  } catch (const ErrorInstanceNo&) {
+    // The file is gone or unwritable; a destructor has no one to tell.
+  }
+}
+
+int CInstanceNumber::get(std::string key) {
+  CInstanceManager::getInstanceNo(key, m_number);
+  m_key = key;
+  return m_number;
+}
+
+void CInstanceNumber::release() {
+  if (m_number == -1) return;
+  CInstanceManager::releaseInstanceNo(m_key, m_number);
+  m_number = -1;
+}

@@ -1,0 +1,79 @@
+#ifndef HITACHI_RMLIBINTF_H
+#define HITACHI_RMLIBINTF_H
+
+#include <string>
+
+#include "hitachi_cmdinfo.h"
+#include "hitachi_rmlib_records.h"
+
+struct SHitachiVirtualDisk;
+
+// One row of the process-wide table of RAID Manager library functions.
+// Mask bit 2: looked up by init's pass; bit 1: required (a library without
+// it fails to load).
+struct SSvrrmSymbol {
+  int mask;
+  const char* name;
+  void** address;
+};
+
+// Ends with a row whose name is null.
+extern SSvrrmSymbol svrrm_symbols[];
+
+// The plugin's only path to the arrays: the RAID Manager library, opened at
+// run time, its functions called through the ShadowImage_call_* wrappers,
+// and the array operations built on them.
+class CHitachiCommandIntf {
+ public:
+  CHitachiCommandIntf() = default;
+  // Unloads the library if it is still loaded.
+  ~CHitachiCommandIntf();
+  CHitachiCommandIntf(const CHitachiCommandIntf&) = delete;
+  CHitachiCommandIntf& operator=(const CHitachiCommandIntf&) = delete;
+
+  // Opens "/usr/lib/libsvrrm.so" and resolves the table. 0, or -1. A failed
+  // resolve leaves the library open and the rows found so far set.
+  int init();
+  // Looks up every row whose mask shares a bit with `mask`; -1 at the first
+  // required row that is missing.
+  int resolveSvrrmSymbols(int mask);
+  // Closes the library (when init succeeded) and clears the table. Always 0.
+  int fini();
+  int getVersion(int* version);
+  bool isInitialized() const { return m_initialized; }
+  void* getHandle() const { return m_handle; }
+
+  // Each forwards to the library function of that name and returns its
+  // result; a function the library does not have throws the "symbol empty"
+  // CHitachiException (kind 4).
+  int ShadowImage_call_attachcmddev(cmddevinfo* info, char* cmddev, int instance);
+  int ShadowImage_call_detachcmddev(cmddevinfo* info);
+  int ShadowImage_call_getldev(cmddevinfo* info, targdev* targ);
+  int ShadowImage_call_getrminfo(cmddevinfo* info, int ope, int ldev, int port, rminfo* out);
+  int ShadowImage_call_getdkclimit(cmddevinfo* info, dkc_limit* out);
+  int ShadowImage_call_pairvolstat(cmddevinfo* info, targdev* targ, pairstatinfo* out);
+  int ShadowImage_call_pairsplit(cmddevinfo* info, targdev* targ, int sopt, int csize);
+  int ShadowImage_call_pairresync(cmddevinfo* info, targdev* targ, int ropt, int csize);
+  int ShadowImage_call_getrmver(int* version);
+  // The library's own text for the last error on the block (not copied:
+  // copy it before the next library call). May be null.
+  char* ShadowImage_call_getrmerrmsg(cmddevinfo* info);
+  // The library's formatted message for the last error on the block.
+  std::string ShadowImage_call_getfmtmsg(cmddevinfo* info);
+
+  // Command devices.
+  bool attachCmd(SCmdInfoPtr cmd);
+  int detachCmd(SCmdInfoPtr cmd);
+
+  // Traces a failed library call (`failedLine` at level 1, the library's
+  // error text, its formatted message) and throws CHitachiException of
+  // `kind` for `api` on the block's array.
+  [[noreturn]] void reportFailure(cmddevinfo* info, const char* failedLine, int error, const char* api, int kind,
+                                  const char* file, int line);
+
+ private:
+  void* m_handle = nullptr;
+  bool m_initialized = false;
+};
+
+#endif

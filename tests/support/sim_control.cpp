@@ -1,0 +1,43 @@
+#include "sim_control.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "rmsim.h"
+
+struct SimControl::Impl {
+  explicit Impl(const std::string& db) : sim(db) {}
+  rmsim::Simulator sim;
+};
+
+SimControl::SimControl(const std::string& root) {
+  char pattern[] = "/tmp/hitachifi-test.XXXXXX";
+  m_dir = ::mkdtemp(pattern);
+  std::string db = m_dir + "/rmsim.db";
+  ::setenv("RMSIM_DB", db.c_str(), 1);
+  ::setenv("FRIM_DLOPEN_ROOT", root.c_str(), 1);
+  ::setenv("RMSIM_HOSTNAME", "db1", 1);
+  m_impl.reset(new Impl(db));
+  m_impl->sim.loadModel(rmsim::Simulator::defaultModel(), "db1");
+}
+
+SimControl::~SimControl() {
+  m_impl.reset();
+  std::string command = "rm -rf '" + m_dir + "'";
+  (void)std::system(command.c_str());
+}
+
+int64_t SimControl::calls(const std::string& function) { return m_impl->sim.counter(function); }
+void SimControl::resetCounters() { m_impl->sim.resetCounters(); }
+void SimControl::setFault(const std::string& function, int errorNumber, const std::string& message, int count) {
+  m_impl->sim.setFault(function, errorNumber, message, count);
+}
+void SimControl::clearFaults() { m_impl->sim.clearFaults(); }
+void SimControl::setPairStatus(int serial, int pvol, int mu, int status) {
+  m_impl->sim.setPairStatus(serial, pvol, mu, status);
+}
+int SimControl::pairStatus(int serial, int pvol, int mu) { return m_impl->sim.pairStatus(serial, pvol, mu); }
+void SimControl::setMaxMirrorUnits(int serial, int maxmmun) { m_impl->sim.setMaxMirrorUnits(serial, maxmmun); }
+void SimControl::setSetting(const std::string& key, const std::string& value) { m_impl->sim.setSetting(key, value); }
+void SimControl::loadModel(const std::string& text) { m_impl->sim.loadModel(text, "db1"); }
