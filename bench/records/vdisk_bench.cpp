@@ -1,0 +1,47 @@
+// Writing and reading a vdisk record with 16 pairs.
+#include <benchmark/benchmark.h>
+
+#include <string>
+
+#include "hitachi_vdisk.h"
+
+namespace {
+
+SHitachiVirtualDisk sixteenPairs() {
+  SHitachiVirtualDisk disk;
+  disk.m_deviceId = "256";
+  disk.m_enclosureId = "410001";
+  disk.m_supportShadowImage = disk.m_supportSnapshot = true;
+  disk.m_hostInfo.m_hostGroupName = "db1-backup";
+  for (int mu = 0; mu < 16; ++mu) {
+    SHitachiSnapPair pair;
+    pair.m_muNumber = mu;
+    pair.m_lun = static_cast<uint16_t>(100 + mu);
+    pair.m_status = 4;
+    pair.m_serialNo = 410001;
+    disk.m_pairList.push_back(pair);
+  }
+  return disk;
+}
+
+void BM_Serialize16Pairs(benchmark::State& state) {
+  SHitachiVirtualDisk disk = sixteenPairs();
+  for (auto _ : state) benchmark::DoNotOptimize(disk.serialize());
+}
+BENCHMARK(BM_Serialize16Pairs);
+
+void BM_Deserialize16Pairs(benchmark::State& state) {
+  std::string text = sixteenPairs().serialize().c_str();
+  state.SetBytesProcessed(0);
+  for (auto _ : state) {
+    SHitachiVirtualDisk disk;
+    disk.deserialize(text.c_str());
+    benchmark::DoNotOptimize(disk.m_pairList.size());
+  }
+  state.SetBytesProcessed(state.iterations() * text.size());
+}
+BENCHMARK(BM_Deserialize16Pairs);
+
+}  // namespace
+
+BENCHMARK_MAIN();
