@@ -3,10 +3,11 @@
 
 #include <string>
 
-#include "hitachi_cmdinfo.h"
-#include "hitachi_rmlib_records.h"
+#include "cfismartptr.h"
 
-struct SHitachiVirtualDisk;
+#include "hitachi_cmdinfo.h"
+#include "hitachi_vdisk.h"
+#include "hitachi_rmlib_records.h"
 
 // One row of the process-wide table of RAID Manager library functions.
 // Mask bit 2: looked up by init's pass; bit 1: required (a library without
@@ -23,6 +24,8 @@ extern SSvrrmSymbol svrrm_symbols[];
 // The plugin's only path to the arrays: the RAID Manager library, opened at
 // run time, its functions called through the ShadowImage_call_* wrappers,
 // and the array operations built on them.
+using frim_pdk_4_4::CFiSmartPtr;
+
 class CHitachiCommandIntf {
  public:
   CHitachiCommandIntf() = default;
@@ -64,6 +67,34 @@ class CHitachiCommandIntf {
   // Command devices.
   bool attachCmd(SCmdInfoPtr cmd);
   int detachCmd(SCmdInfoPtr cmd);
+
+  // Device map and LUN information.
+  // The LUN of `ldev` on `port` (0), answered from the command device's
+  // cache when it can be; -1 when not found or the library fails.
+  int find_devmap(CFiSmartPtr<SCmdInfo> cmd, int ldev, int port, int& lun);
+  // What the array says about one LDEV; with `hostMapping`, also this host's
+  // host group and the LDEV's LUN in it.
+  SHitachiVirtualDisk getLUNInfo(CFiSmartPtr<SCmdInfo> cmd, std::string ldev, bool hostMapping);
+  // The source's record, narrowed to its pair with the target.
+  SHitachiVirtualDisk getLUNInfo(CFiSmartPtr<SCmdInfo> cmd, std::string sourceLdev, std::string targetLdev);
+  static void printLUNInfo(const SrmInfo& info);
+  static void printHostGroupInfo(const SHostGroupInfoEx& info);
+
+  // Pair operations: one library request each, no waiting.
+  int pairVolStat(cmddevinfo* info, unsigned char porttype, int port, int targid, int lun, int mun,
+                  pairstatinfo* out);
+  int pairSplit(cmddevinfo* info, unsigned char porttype, int port, int targid, int lun, int mun, bool flag);
+  int pairResync(cmddevinfo* info, unsigned char porttype, int port, int targid, int lun, int mun, bool ropt);
+  static int printVolStat(targdev targ, pairstatinfo stat);
+  int synchronize(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& disk, SHitachiVirtualDisk copy, bool ropt);
+  int splitPair(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& disk, SHitachiVirtualDisk copy);
+  int getPairStatus(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& disk, SHitachiVirtualDisk copy, bool refresh);
+
+  // Target discovery and pair selection.
+  std::string findConfiguredTarget(std::string target);
+  int autoDiscoverTarget(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& source, std::string& reserved,
+                         std::string& targetId);
+  int selectPair(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& source, SHitachiVirtualDisk secondary);
 
   // Traces a failed library call (`failedLine` at level 1, the library's
   // error text, its formatted message) and throws CHitachiException of
