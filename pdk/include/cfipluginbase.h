@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "cficonfigparam.h"
 #include "cfismartptr.h"
 #include "cfitraceable.h"
 #include "zfi.h"
@@ -26,24 +27,6 @@ using CFiErrorManagerPtr = CFiSmartPtr<CFiErrorManager, CFiContextSingletonAlloc
 using CFiCatalogManagerPtr = CFiSmartPtr<CFiMessageCatalogManager, CFiContextSingletonAllocator<CFiMessageCatalogManager>>;
 using CFiPrivateDataManagerPtr = CFiSmartPtr<CFiPrivateDataManager, CFiContextSingletonAllocator<CFiPrivateDataManager>>;
 using CFiSessionManagerPtr = CFiSmartPtr<CFiSessionManager, CFiContextSingletonAllocator<CFiSessionManager>>;
-
-// One configuration record of the plugin base (and the shape of a
-// configuration parameter): values by name, name and value texts, two
-// leading integer attributes, a flag, the allowed values, a description and
-// two trailing integer attributes.
-struct CFiConfigInfo {
-  std::map<std::string, std::string> m_values;
-  std::string m_name;
-  std::string m_value;
-  int m_firstAttribute = 6;
-  int m_secondAttribute = 3;
-  bool m_flag = false;
-  std::vector<std::string> m_allowedValues;
-  std::string m_description;
-  int m_minimum = -1;
-  int m_maximum = -1;
-  ACE_CString m_displayName;
-};
 
 // A snapshot method (FIM) the plugin offers for devices whose UDID starts
 // with `m_udidPrefix`.
@@ -85,7 +68,7 @@ class CFiPluginBase : public virtual CFiRefCount, public virtual CFiTraceable {
   CFiPluginBase& operator=(const CFiPluginBase&) = delete;
 
   virtual int delayedInit();  // slot 2
-  virtual CFiConfigInfo* globalConfigInfoList(int, bool);  // slot 3
+  virtual CFiConfigParamInfo* globalConfigInfoList(int, bool);  // slot 3
   virtual int init();  // slot 4
   virtual void fini();  // slot 5
   virtual int claim(frim_objid*, frim_objid***, int*);  // slot 6
@@ -186,6 +169,9 @@ class CFiPluginBase : public virtual CFiRefCount, public virtual CFiTraceable {
   const CFiPrivateDataManagerPtr& getPrivateDataManager() const { return m_privateDataManager; }
   CFiSessionManager* getSessionManager() const { return m_sessionManager; }
 
+  // The plugin's configuration parameters (declared by init).
+  CFiConfigParamInfoList& getConfigParamList() { return m_configParams; }
+
   // Only the exported entry points set the flag, before they run delayedInit.
   bool isDelayedInitDone() const { return m_delayedInitDone; }
   void setDelayedInitDone(bool done) { m_delayedInitDone = done; }
@@ -200,10 +186,11 @@ class CFiPluginBase : public virtual CFiRefCount, public virtual CFiTraceable {
   CFiMessageCatalogManager* m_catalogManager = nullptr;  // counted reference
   CFiPrivateDataManagerPtr m_privateDataManager;
   CFiSessionManager* m_sessionManager = nullptr;  // counted reference
-  CFiConfigInfo m_configInfo[2][2];
+  CFiConfigParamInfo m_configInfo[2][2];
   std::string m_fimName;
   int m_messageIndexOffset = 6000;
   bool m_delayedInitDone = false;
+  CFiConfigParamInfoList m_configParams;
 };
 
 // The kit's interposer layer: node types, group nodes and the table of
@@ -234,6 +221,7 @@ class CFiPluginInterposer : public CFiPluginBase {
   // The snapshot methods offered for a device with this UDID, in registration order.
   std::vector<CFiFimDefinition> fimsForUdid(const std::string& udid) const;
   int getDefaultNodeType() const { return m_defaultNodeType; }
+  int getGroupNodeType() const { return m_groupNodeType; }
   bool isIgnoredNodeType(int type) const;
 
  private:

@@ -141,9 +141,35 @@ typedef struct zfi_resource zfi_resource;
 typedef struct zfi_bkupset zfi_bkupset;
 typedef struct zfi_snapreplica_ele zfi_snapreplica_ele;
 typedef struct TrieNode_ TrieNode_;
-/* Provider and FIM lists: laid out where the kit's list builders live. */
-typedef struct zfi_provider_list zfi_provider_list;
-typedef struct zfi_fim_list zfi_fim_list;
+/*
+ * Provider and FIM lists, singly linked. Every element and every text (and
+ * the prefix array) is its own frim_alloc_buf block; the framework frees
+ * each with frim_free_buf (text size: its length + 1; prefix array size:
+ * (prefix_count + 1) pointers).
+ */
+typedef struct zfi_provider_list {
+  struct zfi_provider_list* next;
+  char* name;
+  uint16_t version[4];
+  int first_attribute;
+  int second_attribute;
+  char** udid_prefixes; /* null-terminated */
+  int prefix_count;
+} zfi_provider_list;
+
+typedef struct zfi_fim_list {
+  struct zfi_fim_list* next;
+  char* name;
+  int consistency_class;
+  int fim_type;
+  int sync_type;
+  int technology; /* 1 full copy, 0 copy-on-write */
+  int first_number;
+  int second_number;
+  char* display_name;
+  char* version;
+  char* text;
+} zfi_fim_list;
 
 /*
  * Framework buffer and object-id functions. A host may supply them; the kit

@@ -67,7 +67,7 @@ bool CFiPluginBase::isShuttingDown(bool shuttingDown) {
 bool CFiPluginBase::isShuttingDown() { return g_shuttingDown; }
 
 // No bounds check: valid indices are 0 and 1.
-CFiConfigInfo* CFiPluginBase::globalConfigInfoList(int index, bool second) {
+CFiConfigParamInfo* CFiPluginBase::globalConfigInfoList(int index, bool second) {
   return &m_configInfo[second ? 1 : 0][index];
 }
 

@@ -9,21 +9,15 @@ std::string udid_separator("##");
 using namespace frim_pdk_4_4;
 
 CHitachiPlugin::CHitachiPlugin() = default;
-CHitachiPlugin::~CHitachiPlugin() = default;
 
 // The snapshot operations below answer with the kit's behaviour until the
 // array work behind them is in place.
-int CHitachiPlugin::delayedInit() { return CFiPluginInterposer::delayedInit(); }
-int CHitachiPlugin::init() { return CFiPluginInterposer::init(); }
-void CHitachiPlugin::fini() { CFiPluginInterposer::fini(); }
 int CHitachiPlugin::makeSnapshots(CFiSessionPtr& session) { return CFiPluginInterposer::makeSnapshots(session); }
 int CHitachiPlugin::prepareSnapshots(CFiSessionPtr& session) { return CFiPluginInterposer::prepareSnapshots(session); }
 int CHitachiPlugin::selectSnapshots(CFiSessionPtr& session) { return CFiPluginInterposer::selectSnapshots(session); }
 int CHitachiPlugin::isReady(char* fimName, zfi_splitnode** nodes, int count) {
   return CFiPluginInterposer::isReady(fimName, nodes, count);
 }
-int CHitachiPlugin::getProviderInfo(zfi_provider_list** out) { return CFiPluginInterposer::getProviderInfo(out); }
-int CHitachiPlugin::enumerateFims(zfi_fim_list** out) { return CFiPluginInterposer::enumerateFims(out); }
 int CHitachiPlugin::processProviderState(zfi_domain* node, zfi_blob* block, zfi_op_providerstate op) {
   return CFiPluginInterposer::processProviderState(node, block, op);
 }

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "cfipluginbase.h"
+#include "hitachi_cmdinfo.h"
+#include "hitachi_rmlibintf.h"
 
 // The plugin's name and the UDID text constants, set by static
 // initialisation before any entry point runs.
@@ -39,10 +41,22 @@ class CHitachiPlugin : public frim_pdk_4_4::CFiPluginInterposer {
   // Answers the framework's import requests.
   virtual int importNode(ACE_CString name, std::vector<ACE_CString> names, bool a, bool b, bool c, int mode);
 
+  const std::map<std::string, std::list<std::string>>& enclosureCmdDevNames() const { return m_enclosureCmdDevNames; }
+  const std::map<std::string, CFiSmartPtr<SCmdInfo>>& cmdDevices() const { return m_cmdDevices; }
+  CHitachiCommandIntf& cmdIntf() { return m_cmdIntf; }
+
  protected:
+  // Frees what a command-device record points to (its path copy and block).
+  static void releaseCmdInfo(SCmdInfoPtr& cmd);
+
+  // The binding to the RAID Manager library.
+  CHitachiCommandIntf m_cmdIntf;
   // Enclosure id -> names of that array's command devices on this host, in
-  // discovery order.
+  // discovery order. Filled by delayedInit; fini leaves it.
   std::map<std::string, std::list<std::string>> m_enclosureCmdDevNames;
+  // Enclosure id -> the one command device the plugin talks to that array
+  // through (the first found). Emptied by fini.
+  std::map<std::string, CFiSmartPtr<SCmdInfo>> m_cmdDevices;
 };
 
 #endif

@@ -109,8 +109,8 @@ TEST(ContextSingleton, AfterReleaseANewObjectWithDefaultsIsMade) {
 
 TEST(PluginBase, GlobalConfigRecordsAreAddressedByIndexAndList) {
   CFiPluginInterposer plugin;
-  CFiConfigInfo* first = plugin.globalConfigInfoList(0, false);
-  CFiConfigInfo* fourth = plugin.globalConfigInfoList(1, true);
+  CFiConfigParamInfo* first = plugin.globalConfigInfoList(0, false);
+  CFiConfigParamInfo* fourth = plugin.globalConfigInfoList(1, true);
   EXPECT_EQ(first + 3, fourth);
   EXPECT_EQ(6, fourth->m_firstAttribute);
   EXPECT_EQ(3, fourth->m_secondAttribute);

@@ -1,0 +1,2 @@
+# Configuration parameters (XML through Xerces-C) and the framework's paths.
+pdk_add_family(pdk_config src/cficonfigparam.cpp)

@@ -1,0 +1,199 @@
+#include "cficonfigparam.h"
+
+#include <xercesc/dom/DOM.hpp>
+#include <xercesc/framework/MemBufInputSource.hpp>
+#include <xercesc/framework/MemBufFormatTarget.hpp>
+#include <xercesc/sax2/Attributes.hpp>
+#include <xercesc/sax2/DefaultHandler.hpp>
+#include <xercesc/sax2/SAX2XMLReader.hpp>
+#include <xercesc/sax2/XMLReaderFactory.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/XMLString.hpp>
+
+#include <cstdlib>
+#include <memory>
+
+XERCES_CPP_NAMESPACE_USE
+
+namespace frim_pdk_4_4 {
+
+namespace {
+
+// Xerces is initialised once per process and left initialised: other users
+// in the same process may rely on it.
+void ensureXerces() {
+  static bool initialized = [] {
+    XMLPlatformUtils::Initialize();
+    return true;
+  }();
+  (void)initialized;
+}
+
+// UTF-8 <-> XMLCh, owning the transcoded buffer.
+class XStr {
+ public:
+  explicit XStr(const std::string& text) : m_text(XMLString::transcode(text.c_str())) {}
+  ~XStr() { XMLString::release(&m_text); }
+  const XMLCh* get() const { return m_text; }
+
+ private:
+  XMLCh* m_text;
+};
+
+std::string utf8(const XMLCh* text) {
+  if (text == nullptr) return std::string();
+  char* chars = XMLString::transcode(text);
+  std::string out(chars ? chars : "");
+  XMLString::release(&chars);
+  return out;
+}
+
+class ParamHandler : public DefaultHandler {
+ public:
+  void startElement(const XMLCh* const, const XMLCh* const localname, const XMLCh* const,
+                    const Attributes& attributes) override {
+    std::string name = utf8(localname);
+    if (name == "parameter") {
+      CFiConfigParamInfo info;
+      info.m_name = attribute(attributes, "name");
+      info.m_value = attribute(attributes, "value");
+      info.m_firstAttribute = number(attributes, "first", 6);
+      info.m_secondAttribute = number(attributes, "second", 3);
+      info.m_flag = attribute(attributes, "flag") == "1";
+      info.m_description = attribute(attributes, "description");
+      info.m_minimum = number(attributes, "minimum", -1);
+      info.m_maximum = number(attributes, "maximum", -1);
+      params.push_back(info);
+    } else if (name == "allowed") {
+      if (params.empty()) throw CFiConfigXmlError("<allowed> outside a <parameter>");
+      inAllowed = true;
+      text.clear();
+    } else if (name != "parameters") {
+      throw CFiConfigXmlError("unexpected element <" + name + ">");
+    }
+  }
+  void endElement(const XMLCh* const, const XMLCh* const localname, const XMLCh* const) override {
+    if (utf8(localname) == "allowed") {
+      params.back().m_allowedValues.push_back(text);
+      inAllowed = false;
+    }
+  }
+  void characters(const XMLCh* const chars, const XMLSize_t) override {
+    if (inAllowed) text += utf8(chars);
+  }
+  void fatalError(const SAXParseException& e) override {
+    throw CFiConfigXmlError("line " + std::to_string(e.getLineNumber()) + ": " + utf8(e.getMessage()));
+  }
+
+  std::vector<CFiConfigParamInfo> params;
+
+ private:
+  static std::string attribute(const Attributes& attributes, const char* name) {
+    XStr key(name);
+    return utf8(attributes.getValue(key.get()));
+  }
+  static int number(const Attributes& attributes, const char* name, int fallback) {
+    std::string value = attribute(attributes, name);
+    return value.empty() ? fallback : std::atoi(value.c_str());
+  }
+  bool inAllowed = false;
+  std::string text;
+};
+
+}  // namespace
+
+bool CFiConfigParamInfo::operator==(const CFiConfigParamInfo& other) const {
+  return m_name == other.m_name && m_value == other.m_value && m_firstAttribute == other.m_firstAttribute &&
+         m_secondAttribute == other.m_secondAttribute && m_flag == other.m_flag &&
+         m_allowedValues == other.m_allowedValues && m_description == other.m_description &&
+         m_minimum == other.m_minimum && m_maximum == other.m_maximum;
+}
+
+void CFiConfigParamInfoList::addParamInfo(const CFiConfigParamInfo& info) {
+  CFiConfigParamInfo* existing = nullptr;
+  for (CFiConfigParamInfo& param : m_params) {
+    if (param.m_name == info.m_name) existing = &param;
+  }
+  if (existing == nullptr) {
+    m_params.emplace_back();
+    existing = &m_params.back();
+  }
+  *existing = info;
+  updateXML();
+}
+
+const CFiConfigParamInfo* CFiConfigParamInfoList::find(const std::string& name) const {
+  for (const CFiConfigParamInfo& param : m_params) {
+    if (param.m_name == name) return &param;
+  }
+  return nullptr;
+}
+
+void CFiConfigParamInfoList::updateXML() {
+  ensureXerces();
+  XStr core("Core");
+  DOMImplementation* impl = DOMImplementationRegistry::getDOMImplementation(core.get());
+  XStr rootName("parameters");
+  std::unique_ptr<DOMDocument, void (*)(DOMDocument*)> doc(impl->createDocument(nullptr, rootName.get(), nullptr),
+                                                           [](DOMDocument* d) { d->release(); });
+  DOMElement* root = doc->getDocumentElement();
+  for (const CFiConfigParamInfo& param : m_params) {
+    XStr element("parameter");
+    DOMElement* node = doc->createElement(element.get());
+    auto set = [&](const char* key, const std::string& value) {
+      XStr k(key), v(value);
+      node->setAttribute(k.get(), v.get());
+    };
+    set("name", param.m_name);
+    set("value", param.m_value);
+    set("first", std::to_string(param.m_firstAttribute));
+    set("second", std::to_string(param.m_secondAttribute));
+    set("flag", param.m_flag ? "1" : "0");
+    set("description", param.m_description);
+    set("minimum", std::to_string(param.m_minimum));
+    set("maximum", std::to_string(param.m_maximum));
+    for (const std::string& allowed : param.m_allowedValues) {
+      XStr allowedName("allowed"), allowedText(allowed);
+      DOMElement* child = doc->createElement(allowedName.get());
+      child->appendChild(doc->createTextNode(allowedText.get()));
+      node->appendChild(child);
+    }
+    root->appendChild(node);
+  }
+  std::unique_ptr<DOMLSSerializer, void (*)(DOMLSSerializer*)> writer(impl->createLSSerializer(),
+                                                                      [](DOMLSSerializer* w) { w->release(); });
+  std::unique_ptr<DOMLSOutput, void (*)(DOMLSOutput*)> output(impl->createLSOutput(),
+                                                              [](DOMLSOutput* o) { o->release(); });
+  MemBufFormatTarget target;
+  XStr encoding("UTF-8");
+  output->setEncoding(encoding.get());
+  output->setByteStream(&target);
+  writer->write(doc.get(), output.get());
+  m_xml.assign(reinterpret_cast<const char*>(target.getRawBuffer()), target.getLen());
+}
+
+std::vector<CFiConfigParamInfo> CFiConfigParamInfoList::parseXML(const std::string& xml) {
+  ensureXerces();
+  std::unique_ptr<SAX2XMLReader> reader(XMLReaderFactory::createXMLReader());
+  reader->setFeature(XMLUni::fgSAX2CoreValidation, false);
+  reader->setFeature(XMLUni::fgXercesLoadExternalDTD, false);
+  ParamHandler handler;
+  reader->setContentHandler(&handler);
+  reader->setErrorHandler(&handler);
+  MemBufInputSource source(reinterpret_cast<const XMLByte*>(xml.data()), xml.size(), "parameters");
+  try {
+    reader->parse(source);
+  } catch (const XMLException& e) {
+    throw CFiConfigXmlError(utf8(e.getMessage()));
+  } catch (const SAXException& e) {
+    throw CFiConfigXmlError(utf8(e.getMessage()));
+  }
+  return handler.params;
+}
+
+std::string CFiConfigurationPathTool::getCacheLocationInfo() {
+  const char* dir = std::getenv("HITACHIFI_CACHE_DIR");
+  return (dir != nullptr && *dir != '\0') ? dir : "/var/cache/hitachifi";
+}
+
+}  // namespace frim_pdk_4_4
