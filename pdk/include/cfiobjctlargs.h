@@ -11,9 +11,10 @@ namespace frim_pdk_4_4 {
 // (names may repeat).
 //
 // Text form, one argument per line, "name=value\n". In names and values the
-// bytes '%', '=', '\n' and '\r' are written as '%' and two upper-case hex
-// digits ("%25", "%3D", "%0A", "%0D"), so any list of texts round-trips
-// through exportArgs and importArgs. A final line without its '\n' is
+// bytes '%', '=' and every control byte (below 0x20: NUL, '\n', '\r', ...)
+// are written as '%' and two upper-case hex digits ("%25", "%3D", "%00",
+// "%0A"), so any list of texts, NUL bytes included, round-trips through
+// exportArgs and importArgs. A final line without its '\n' is
 // accepted; empty lines are skipped.
 class CFiObjctlArgs {
  public:

@@ -6,7 +6,9 @@ namespace frim_pdk_4_4 {
 
 namespace {
 
-bool needsEscape(char c) { return c == '%' || c == '=' || c == '\n' || c == '\r'; }
+// Control bytes (NUL, newline, ...) are escaped too, so the text is always
+// one C string of printable lines.
+bool needsEscape(char c) { return c == '%' || c == '=' || static_cast<unsigned char>(c) < 0x20; }
 
 void escape(const std::string& in, std::string& out) {
   static const char hex[] = "0123456789ABCDEF";

@@ -89,7 +89,7 @@ TEST(SessionManager, ForgottenSessionLivesWhileHeld) {
 
 TEST(ObjctlArgs, RoundTripsAnyArgumentList) {
   std::mt19937 random(7);
-  const std::string alphabet = std::string("ab=%\n\r%0Z") + '\x01' + "\xff";
+  const std::string alphabet = std::string("ab=%\n\r%0Z") + '\x01' + "\xff" + std::string(1, '\0');
   for (int round = 0; round < 200; ++round) {
     CFiObjctlArgs args;
     int count = random() % 5;
@@ -110,6 +110,9 @@ TEST(ObjctlArgs, MalformedInputIsRefusedWithTheLine) {
   EXPECT_EQ(3, args.importArgs("a=1\nno-equals\n"));
   EXPECT_TRUE(args.getArgs().empty());
   EXPECT_EQ("malformed argument on line 2", args.getError());
+  EXPECT_EQ(0, args.importArgs("a=%00b"));  // an escaped NUL survives
+  EXPECT_EQ(std::string("\0b", 2), args.get("a"));
+  EXPECT_EQ("a=%00b\n", args.exportArgs());
   EXPECT_EQ(3, args.importArgs("a=%4"));
   EXPECT_EQ(3, args.importArgs("a=%G0"));
   EXPECT_EQ(0, args.importArgs(nullptr));
