@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Sets up the machine, builds the plugin, the RMLIB simulator and the
-# framework host, and drives the plugin end to end against a simulated array.
+# Sets up the machine, builds the plugin, the RAID Manager simulator and the
+# framework host, and drives the plugin against a simulated HITACHI and HP
+# array: the host's disks come from a sysfs tree written from the model.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
@@ -8,12 +9,25 @@ build=${BUILD_DIR:-$root/build}
 
 bash scripts/setup.sh
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-ninja -C "$build" -j "$(nproc)" hitachifi fihost
+ninja -C "$build" -j "$(nproc)" hitachifi fihost rmsim svrrm_sim
 
 work=$(mktemp -d /tmp/hitachifi-demo.XXXXXX)
 trap 'rm -rf "$work"' EXIT
+export RMSIM_DB="$work/rmsim.db"             # the simulated arrays' state
+export FRIM_DLOPEN_ROOT="$build/simroot"     # /usr/lib/libsvrrm.so -> the simulator
+export HITACHIFI_SYSFS_ROOT="$work/sys"      # the host's disks
+export HITACHIFI_CACHE_DIR="$work/cache"     # instance-number files
 export HITACHIFI_TRACE_DIR="$work/log"
-export HITACHIFI_CACHE_DIR="$work/cache"
+export HITACHIFI_TRACE_LEVEL=3
+mkdir -p "$HITACHIFI_CACHE_DIR"
 
-echo "== framework host driving libhitachifi.so (work dir $work)"
+echo "== simulated arrays"
+"$build/sim/rmsim" init
+"$build/sim/rmsim" sysfs "$HITACHIFI_SYSFS_ROOT"
+"$build/sim/rmsim" show | sed -n '1,12p'
+
+echo "== framework host driving libhitachifi.so"
 "$build/tools/fihost/fihost" "$build/providers/hitachi/libhitachifi.so"
+
+echo "== command devices the plugin found (trace)"
+grep -h '<Device name=' "$HITACHIFI_TRACE_DIR"/*.log | sed 's/^.*hitachifi: //'

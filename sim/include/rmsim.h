@@ -60,6 +60,13 @@ class Simulator {
   std::string setting(const std::string& key, const std::string& fallback);
   void setMaxMirrorUnits(int serial, int maxmmun);
 
+  // Writes below `root` a sysfs tree in which every LDEV that the model
+  // gives a host device name appears as that SCSI disk, with the vendor,
+  // product (the emulation, "-CM" for command devices) and unit serial
+  // number (array serial in decimal, then the LDEV as four hex digits) that
+  // the arrays report. Returns the number of disks written.
+  int writeSysfs(const std::string& root);
+
   // A readable dump of arrays, command devices, LDEVs, host groups, LUNs,
   // pairs and counters.
   std::string describe();

@@ -15,6 +15,7 @@ int usage() {
                "  init                          load the default model\n"
                "  load MODEL_FILE               load a model file\n"
                "  model                         print the default model text\n"
+               "  sysfs DIR                     write a sysfs tree of the model's host devices (for HITACHIFI_SYSFS_ROOT)\n"
                "  show                          show arrays, LDEVs, host groups, pairs, counters\n"
                "  pair SERIAL PVOL MU STATUS    set a pair's status (SMPL COPY PAIR PSUS PSUE PDUB RCPY)\n"
                "  fault FUNCTION ERRNO COUNT [MESSAGE]   fail FUNCTION COUNT times (-1: always)\n"
@@ -57,6 +58,9 @@ int main(int argc, char** argv) {
     } else if (command == "load" && left == 1) {
       sim.loadModelFile(argv[arg], rmsim::Simulator::hostName());
       std::cout << "model " << argv[arg] << " loaded into " << db << "\n";
+    } else if (command == "sysfs" && left == 1) {
+      int disks = sim.writeSysfs(argv[arg]);
+      std::cout << disks << " disks written below " << argv[arg] << "\n";
     } else if (command == "show" && left == 0) {
       std::cout << sim.describe();
     } else if (command == "pair" && left == 4) {
