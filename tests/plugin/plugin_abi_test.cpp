@@ -1,0 +1,81 @@
+// The real plugin loaded with dlopen and driven through its exported C
+// symbols against the simulator: a whole init, delayed init and fini, and
+// reported errors fetched the way the framework fetches them.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "sim_control.h"
+#include "sysfs_tree.h"
+#include "zfi.h"
+
+namespace {
+
+class PluginAbi : public ::testing::Test {
+ protected:
+  PluginAbi() : sim(SIM_ROOT) {}
+  void SetUp() override {
+    ::setenv("HITACHIFI_SYSFS_ROOT", (sim.dir() + "/sys").c_str(), 1);
+    ::setenv("HITACHIFI_CACHE_DIR", sim.dir().c_str(), 1);
+    ::setenv("HITACHIFI_TRACE_DIR", sim.dir().c_str(), 1);
+    SysfsTree tree(sim.dir() + "/sys");
+    tree.disk("sdb", "2:0:0:0", "HITACHI ", "OPEN-V-CM       ", "4100010FFF");
+    tree.disk("sdi", "3:0:0:0", "HP      ", "OPEN-V-CM       ", "5200020FFF");
+    handle = ::dlopen(PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(nullptr, handle) << ::dlerror();
+  }
+  void TearDown() override {
+    if (handle) ::dlclose(handle);
+  }
+  template <class Fn>
+  Fn entry(const char* op) {
+    return reinterpret_cast<Fn>(::dlsym(handle, (std::string("hitachifi_fi_pgn_") + op).c_str()));
+  }
+  SimControl sim;
+  void* handle = nullptr;
+};
+
+TEST_F(PluginAbi, InitDelayedInitAndFiniAgainstTheSimulator) {
+  zfi_version version{};
+  char language[] = "en";
+  char* languages[] = {language, nullptr};
+  zfi_fw_info info{nullptr, nullptr, nullptr, languages};
+  ASSERT_EQ(0, entry<int (*)(zfi_fw_info*, zfi_version*, const char*)>("init")(&info, &version, "fim"));
+  EXPECT_EQ(7, version.major);
+  EXPECT_EQ(ZFI_E_NOT_SUPPORTED, entry<int (*)(zfi_splitnode*, char*, zfi_splitnode**, int)>("isready")(
+                                     nullptr, nullptr, nullptr, 0));  // the readiness check is not offered yet
+  zfi_msg_info* message = nullptr;
+  EXPECT_EQ(0, entry<int (*)(zfi_msg_info**)>("get_last_error")(&message));
+  EXPECT_EQ(nullptr, message);
+  entry<void (*)()>("fini")();
+  EXPECT_EQ(0, sim.calls("attachcmddev"));  // nothing attached without work to do
+}
+
+TEST_F(PluginAbi, InitWithoutTheLibraryReturns30) {
+  ::setenv("FRIM_DLOPEN_ROOT", (sim.dir() + "/empty").c_str(), 1);
+  zfi_version version{};
+  EXPECT_EQ(30, entry<int (*)(zfi_fw_info*, zfi_version*, const char*)>("init")(nullptr, &version, "fim"));
+  EXPECT_EQ(7, version.major);
+  entry<void (*)()>("fini")();
+}
+
+TEST_F(PluginAbi, LocaleMessageOfAReportedRecord) {
+  zfi_version version{};
+  ASSERT_EQ(0, entry<int (*)(zfi_fw_info*, zfi_version*, const char*)>("init")(nullptr, &version, "fim"));
+  zfi_msg_arg args[2] = {{ZFI_MSG_ARG_STRING, 0, const_cast<char*>("HPXP_Clone")}, {ZFI_MSG_ARG_INT, 5, nullptr}};
+  zfi_msg_info record{};
+  record.msg_id = const_cast<char*>("MSG_ERROR_INVALID_SPLIT_TYPE");
+  record.arg_count = 1;
+  record.args = args;
+  char* text = nullptr;
+  int length = 0;
+  ASSERT_EQ(0, entry<int (*)(int*, zfi_msg_info*, const char*, char**)>("get_locale_message")(&length, &record,
+                                                                                               "en_US", &text));
+  EXPECT_STREQ("The snapshot method 'HPXP_Clone' is not supported by this provider.", text);
+  EXPECT_EQ(0, entry<int (*)(char**)>("del_locale_message")(&text));
+  entry<void (*)()>("fini")();
+}
+
+}  // namespace
