@@ -35,11 +35,18 @@ class CFiTargetConfig {
   std::vector<std::string> targetsFor(const std::string& source) const;
   bool empty() const { return m_targets.empty(); }
 
-  // The process's configuration, as the framework last set the parameter.
+  // Why the configuration the process started with could not be read ("" if it could).
+  const std::string& loadError() const { return m_error; }
+
+  // The process's configuration. It starts from the parameter's value in
+  // HITACHIFI_SNAPSHOT_RESOURCE_SPEC (the text itself, or "@<file>" for a
+  // file that holds it); a malformed value leaves it empty, with loadError()
+  // saying why. The framework's configuration call may parse() a new value.
   static CFiTargetConfig& current();
 
  private:
   std::map<std::string, std::vector<std::string>> m_targets;
+  std::string m_error;
 };
 
 }  // namespace frim_pdk_4_4

@@ -1,6 +1,8 @@
 #include "cfitargetconfig.h"
 
 #include <cctype>
+#include <cstdlib>
+#include <fstream>
 #include <sstream>
 
 namespace frim_pdk_4_4 {
@@ -63,7 +65,24 @@ std::vector<std::string> CFiTargetConfig::targetsFor(const std::string& source) 
 }
 
 CFiTargetConfig& CFiTargetConfig::current() {
-  static CFiTargetConfig config;
+  static CFiTargetConfig config = [] {
+    CFiTargetConfig loaded;
+    const char* value = std::getenv("HITACHIFI_SNAPSHOT_RESOURCE_SPEC");
+    if (value == nullptr || *value == '\0') return loaded;
+    std::string text = value;
+    if (text[0] == '@') {
+      std::ifstream in(text.substr(1));
+      std::stringstream content;
+      content << in.rdbuf();
+      text = content.str();
+    }
+    try {
+      loaded.parse(text);
+    } catch (const CFiTargetConfigError& e) {
+      loaded.m_error = e.what();
+    }
+    return loaded;
+  }();
   return config;
 }
 

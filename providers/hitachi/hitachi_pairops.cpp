@@ -135,21 +135,8 @@ int CHitachiCommandIntf::pairResync(cmddevinfo* info, unsigned char porttype, in
   int pace = copyPace(*this, info, targ);
   int rc = ShadowImage_call_pairresync(info, &targ, ropt ? 1 : 0, pace);
   if (rc == 0) return 0;
-  HITACHI_TRACE(FI_TRACE_ERROR, "pairresync failed.");
-  const char* text = ShadowImage_call_getrmerrmsg(info);
-  HITACHI_TRACE(FI_TRACE_ERROR, "operation failed with error number '%d' with message '%s'.", rc, text ? text : "NULL");
-  std::string formatted = ShadowImage_call_getfmtmsg(info);
-  HITACHI_TRACE(FI_TRACE_FLOW, "format msg : '%s'", formatted.c_str());
-  CHitachiException e;
-  e.m_kind = HITACHI_EXC_ARRAY;
-  e.m_errorNumber = rc;
-  const char* reason = ShadowImage_call_getrmerrmsg(info);
-  e.m_reason = reason ? reason : "Empty error message";
-  e.m_apiName = "pairresync";
-  e.m_enclosureId = std::to_string(info->serial);
-  e.m_file = __FILE__;
-  e.m_line = __LINE__;
-  throw e;
+  // Only the resync guards against a library that gives no error text.
+  reportFailure(info, "pairresync failed.", rc, "pairresync", HITACHI_EXC_ARRAY, __FILE__, __LINE__, true);
 }
 
 int CHitachiCommandIntf::synchronize(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& disk, SHitachiVirtualDisk,

@@ -194,17 +194,18 @@ std::string CHitachiCommandIntf::ShadowImage_call_getfmtmsg(cmddevinfo* info) {
 }
 
 void CHitachiCommandIntf::reportFailure(cmddevinfo* info, const char* failedLine, int error, const char* api,
-                                        int kind, const char* file, int line) {
+                                        int kind, const char* file, int line, bool nullGuard) {
   HITACHI_TRACE(FI_TRACE_ERROR, "%s", failedLine);
   const char* text = ShadowImage_call_getrmerrmsg(info);
-  HITACHI_TRACE(FI_TRACE_ERROR, "operation failed with error number '%d' with message '%s'.", error, text ? text : "");
+  HITACHI_TRACE(FI_TRACE_ERROR, "operation failed with error number '%d' with message '%s'.", error,
+                text ? text : (nullGuard ? "NULL" : ""));
   std::string formatted = ShadowImage_call_getfmtmsg(info);
   HITACHI_TRACE(FI_TRACE_FLOW, "format msg : '%s'", formatted.c_str());
   CHitachiException e;
   e.m_kind = kind;
   e.m_errorNumber = error;
   const char* reason = ShadowImage_call_getrmerrmsg(info);
-  e.m_reason = reason ? reason : "";
+  e.m_reason = reason ? reason : (nullGuard ? "Empty error message" : "");
   e.m_apiName = api;
   e.m_enclosureId = info ? std::to_string(info->serial) : "";
   e.m_file = file;

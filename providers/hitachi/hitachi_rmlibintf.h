@@ -98,9 +98,11 @@ class CHitachiCommandIntf {
 
   // Traces a failed library call (`failedLine` at level 1, the library's
   // error text, its formatted message) and throws CHitachiException of
-  // `kind` for `api` on the block's array.
+  // `kind` for `api` on the block's array, with the library's text as the
+  // reason. With `nullGuard`, a missing library text is traced as "NULL"
+  // and reported as "Empty error message".
   [[noreturn]] void reportFailure(cmddevinfo* info, const char* failedLine, int error, const char* api, int kind,
-                                  const char* file, int line);
+                                  const char* file, int line, bool nullGuard = false);
 
  private:
   void* m_handle = nullptr;

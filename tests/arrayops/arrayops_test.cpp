@@ -11,6 +11,7 @@
 #include "hitachi_exception.h"
 #include "hitachi_rmlibintf.h"
 #include "sim_control.h"
+#include "test_helpers.h"
 
 using namespace frim_pdk_4_4;
 
@@ -78,20 +79,11 @@ class ArrayOps : public ::testing::Test {
     log.release();
     CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(true);
   }
-  std::string trace() {
-    std::ifstream in(sim.dir() + "/trace.log");
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  }
+  std::string trace() { return readText(sim.dir() + "/trace.log"); }
   bool traced(const std::string& line) { return trace().find(line) != std::string::npos; }
   template <class Fn>
   CHitachiException caught(Fn fn) {
-    try {
-      fn();
-    } catch (const CHitachiException& e) {
-      return e;
-    }
-    ADD_FAILURE() << "no exception";
-    return CHitachiException();
+    return caughtHitachi(fn);
   }
   // LDEV 257 with its pair at mu 0 (partner 301), as selection leaves it.
   SHitachiVirtualDisk disk257() {

@@ -13,6 +13,7 @@
 #include "hitachi_exception.h"
 #include "hitachi_rmlibintf.h"
 #include "sim_control.h"
+#include "test_helpers.h"
 
 using namespace frim_pdk_4_4;
 
@@ -35,10 +36,7 @@ class Binding : public ::testing::Test {
     log.release();
     CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(true);
   }
-  std::string trace() {
-    std::ifstream in(sim.dir() + "/trace.log");
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  }
+  std::string trace() { return readText(sim.dir() + "/trace.log"); }
   bool resolved(const char* name) {
     for (SSvrrmSymbol* row = svrrm_symbols; row->name; ++row) {
       if (std::strcmp(row->name, name) == 0) return *row->address != nullptr;
@@ -58,13 +56,7 @@ class Binding : public ::testing::Test {
   }
   template <class Fn>
   CHitachiException caught(Fn fn) {
-    try {
-      fn();
-    } catch (const CHitachiException& e) {
-      return e;
-    }
-    ADD_FAILURE() << "no exception";
-    return CHitachiException();
+    return caughtHitachi(fn);
   }
 
   SimControl sim;

@@ -14,6 +14,7 @@
 #include "hitachi_instanceManager.h"
 #include "hitachi_plugin.h"
 #include "sim_control.h"
+#include "test_helpers.h"
 #include "sysfs_tree.h"
 
 using namespace frim_pdk_4_4;
@@ -39,10 +40,7 @@ class PluginInit : public ::testing::Test {
     CFiContextSingleton<CFiMessageCatalogManager, FI_PLUGIN_NAME>::instance(true);
     CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(true);
   }
-  std::string trace() {
-    std::ifstream in(sim.dir() + "/trace.log");
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  }
+  std::string trace() { return readText(sim.dir() + "/trace.log"); }
 
   SimControl sim;
   std::unique_ptr<SysfsTree> tree;
