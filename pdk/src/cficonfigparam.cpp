@@ -19,15 +19,16 @@ namespace frim_pdk_4_4 {
 
 namespace {
 
-// Xerces is initialised once per process and left initialised: other users
-// in the same process may rely on it.
-void ensureXerces() {
-  static bool initialized = [] {
-    XMLPlatformUtils::Initialize();
-    return true;
-  }();
-  (void)initialized;
-}
+// Xerces counts its initialisations, so the kit takes one for itself on
+// first use and gives it back when the plugin is unloaded (or the process
+// ends); other users in the process keep theirs.
+class XercesUse {
+ public:
+  XercesUse() { XMLPlatformUtils::Initialize(); }
+  ~XercesUse() { XMLPlatformUtils::Terminate(); }
+};
+
+void ensureXerces() { static XercesUse use; }
 
 // UTF-8 <-> XMLCh, owning the transcoded buffer.
 class XStr {

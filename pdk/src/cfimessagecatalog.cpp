@@ -3,7 +3,10 @@
 #include <unicode/locid.h>
 #include <unicode/msgfmt.h>
 #include <unicode/udata.h>
+#include <unicode/umsg.h>
 #include <unicode/ures.h>
+
+#include <dlfcn.h>
 
 #include <mutex>
 
@@ -19,12 +22,24 @@ namespace {
 
 const char kPackage[] = "hitachifimsg";
 
+// ICU's caches live as long as its libraries. When the plugin is the only
+// user, unloading the plugin would unload ICU too and strand them, so the
+// kit keeps the ICU libraries it uses loaded for the life of the process.
+void pinLibraryOf(const void* symbol) {
+  Dl_info info;
+  if (::dladdr(symbol, &info) != 0 && info.dli_fname != nullptr) {
+    ::dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
+  }
+}
+
 // ICU keeps application data by package name for the life of the process;
 // it is registered once.
 bool registerEmbeddedCatalog() {
   static std::once_flag once;
   static bool registered = false;
   std::call_once(once, [] {
+    pinLibraryOf(reinterpret_cast<const void*>(&ures_open));
+    pinLibraryOf(reinterpret_cast<const void*>(&umsg_open));
     UErrorCode status = U_ZERO_ERROR;
     udata_setAppData(kPackage, &hitachifimsg_hitachifimsg_dat, &status);
     registered = U_SUCCESS(status) || status == U_USING_DEFAULT_WARNING;

@@ -71,8 +71,9 @@ size_t limitedAppend(Char* dst, const Char* src, size_t n, size_t size, Measure 
   if (size == 0 || src == nullptr || dst == nullptr) return 0;
   size_t length = 0;
   measure(dst, size, &length);
-  size_t room = length + 1 + n;
-  if (room > size) room = size;
+  // length + 1 <= size here, so the room is bounded without overflowing
+  // even for n = SIZE_MAX ("no limit").
+  size_t room = n < size - (length + 1) ? length + 1 + n : size;
   return append(dst, src, room);
 }
 
