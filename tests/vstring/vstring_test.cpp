@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
@@ -108,6 +109,13 @@ TEST(BoundedAppend, WideFormAppends) {
   EXPECT_TRUE(buf.guardsIntact());
 }
 
+TEST(BoundedAppend, WideDestinationWithoutTerminatorIsLeftUntouched) {
+  Guarded<wchar_t> buf(3);
+  EXPECT_EQ(0u, V_wcslcat(buf.data(), L"abc", buf.size()));
+  EXPECT_EQ(std::wstring(L"xxx"), std::wstring(buf.data(), 3));
+  EXPECT_TRUE(buf.guardsIntact());
+}
+
 TEST(LimitedCopy, ZeroFillsUpToTheLimitAndReturnsTheLimit) {
   Guarded<char> buf(10);
   EXPECT_EQ(5u, V_strlncpy(buf.data(), "ab", 5, buf.size()));
@@ -136,6 +144,10 @@ TEST(LimitedCopy, WideFormBehavesAlike) {
   EXPECT_EQ(L'\0', buf.data()[4]);
   EXPECT_EQ(L'\0', buf.data()[5]);
   EXPECT_TRUE(buf.guardsIntact());
+  Guarded<wchar_t> small(3);
+  EXPECT_EQ(2u, V_wcslncpy(small.data(), L"abcdef", 9, small.size()));
+  EXPECT_EQ(std::wstring(L"ab"), small.data());
+  EXPECT_TRUE(small.guardsIntact());
 }
 
 TEST(LimitedAppend, AppendsAtMostNCharacters) {
@@ -154,6 +166,21 @@ TEST(LimitedAppend, StillBoundedByDestinationSize) {
   V_strlcpy(buf.data(), "ab", buf.size());
   EXPECT_EQ(2u, V_strlncat(buf.data(), "cdef", 10, buf.size()));
   EXPECT_STREQ("abcd", buf.data());
+  EXPECT_TRUE(buf.guardsIntact());
+}
+
+TEST(LimitedAppend, UnlimitedCountIsBoundedByTheDestination) {
+  Guarded<char> buf(6);
+  V_strlcpy(buf.data(), "ab", buf.size());
+  EXPECT_EQ(3u, V_strlncat(buf.data(), "cdefgh", SIZE_MAX, buf.size()));
+  EXPECT_STREQ("abcde", buf.data());
+  EXPECT_TRUE(buf.guardsIntact());
+}
+
+TEST(LimitedAppend, DestinationWithoutTerminatorIsLeftUntouched) {
+  Guarded<char> buf(4);
+  EXPECT_EQ(0u, V_strlncat(buf.data(), "abc", 2, buf.size()));
+  EXPECT_EQ(0, std::memcmp(buf.data(), "xxxx", 4));
   EXPECT_TRUE(buf.guardsIntact());
 }
 
@@ -200,6 +227,19 @@ TEST(Format, WideFitsAndOverflows) {
   EXPECT_EQ(0, V_wstrverify(buf.data(), buf.size(), &length));
   EXPECT_TRUE(buf.guardsIntact());
   EXPECT_EQ(-1, V_snwprintf(buf.data(), 0, L"x"));
+}
+
+TEST(Format, FormatterErrorEmptiesTheBufferAndGivesZero) {
+  // A wide character the C locale cannot convert makes the formatter fail.
+  const wchar_t unconvertible[] = {wchar_t(0x100), 0};
+  char buf[16] = "untouched";
+  EXPECT_EQ(0, V_snprintf(buf, sizeof buf, "a%lsb", unconvertible));
+  EXPECT_STREQ("", buf);
+}
+
+TEST(Format, WideNullBufferReturnsTheFormattersOwnResult) {
+  EXPECT_EQ(3, V_snwprintf(nullptr, 8, L"abc"));
+  EXPECT_LT(V_snwprintf(nullptr, 2, L"abc"), 0);
 }
 
 TEST(DumbRealloc, GrowsAndStoresTheNewBlock) {
