@@ -6,6 +6,9 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <sstream>
+#include <strings.h>
 
 namespace {
 
@@ -14,11 +17,33 @@ const char* overrideName() {
   return (name != nullptr && *name != '\0') ? name : nullptr;
 }
 
+// The canonical name (first name of its line) of `name` in a hosts-format
+// file; "" when the file does not list it.
+std::string fromHostsFile(const char* file, const std::string& name) {
+  std::ifstream in(file);
+  for (std::string line; std::getline(in, line);) {
+    line = line.substr(0, line.find('#'));
+    std::istringstream words(line);
+    std::string address, canonical, alias;
+    if (!(words >> address >> canonical)) continue;
+    if (::strcasecmp(canonical.c_str(), name.c_str()) == 0) return canonical;
+    while (words >> alias) {
+      if (::strcasecmp(alias.c_str(), name.c_str()) == 0) return canonical;
+    }
+  }
+  return "";
+}
+
 }  // namespace
 
 bool CCmnNetwork::getFQDN(const std::string& name, std::string& out) {
   out.clear();
   if (name.empty()) return false;
+  const char* hostsFile = std::getenv("HITACHIFI_HOSTS_FILE");
+  if (hostsFile != nullptr && *hostsFile != '\0') {
+    out = fromHostsFile(hostsFile, name);
+    return !out.empty();
+  }
   struct addrinfo hints;
   std::memset(&hints, 0, sizeof hints);
   hints.ai_family = AF_UNSPEC;
