@@ -2,8 +2,9 @@
 #define RMSIM_RMSIM_H
 
 // Control of the RAID Manager simulator: the model of the simulated arrays,
-// faults, counters and timing. Used by the rmsim tool and by tests; the
-// plugin never sees it (it only loads libsvrrm.so).
+// faults, counters and timing, over the state file that every process
+// loading libsvrrm.so shares. Used by the rmsim tool and by tests (link
+// rmsim_core); the plugin never sees it, it only loads libsvrrm.so.
 
 #include <cstdint>
 #include <map>
@@ -16,14 +17,25 @@
 namespace rmsim {
 
 class Db;
+class ErrorBook;
 
-// A model file that cannot be loaded; what() names the line.
+// A model that cannot be loaded (what() starts with "model line N: " when a
+// line is at fault), or a control request that names something the model
+// does not have.
 class ModelError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// One simulated set of arrays, kept in the SQLite file at `dbPath`.
+// When an injected suspension takes effect on a pair.
+enum class Suspend {
+  Now,        // the pair is PSUE at once
+  AtCopyEnd,  // the pair's next copy (resync) ends in PSUE instead of PAIR
+};
+
+// One simulated set of arrays, kept in the SQLite file at `dbPath` (created
+// when missing). Throws std::runtime_error when the file cannot be opened.
+// One object per thread; several objects and processes may share a file.
 class Simulator {
  public:
   explicit Simulator(const std::string& dbPath);
@@ -31,31 +43,41 @@ class Simulator {
   Simulator(const Simulator&) = delete;
   Simulator& operator=(const Simulator&) = delete;
 
-  // Replaces the whole model with the one described by `text` (format in
-  // sim/README.md). `hostName` replaces "@HOST@" in it.
+  // Replaces the arrays, pairs, faults and settings with the model described
+  // by `text` (format in sim/README.md); counters are kept. "@HOST@" in the
+  // text becomes `hostName` (cut to 27 characters, the longest host-group
+  // name). A bad model throws ModelError naming the line and changes nothing.
   void loadModel(const std::string& text, const std::string& hostName);
   void loadModelFile(const std::string& path, const std::string& hostName);
   // The ready default model: a HITACHI and an HP array (sim/README.md).
   static std::string defaultModel();
-  // This host's name as host groups should name it (RMSIM_HOSTNAME or gethostname).
+  // This host's name as host groups should name it: $RMSIM_HOSTNAME, else
+  // gethostname up to the first dot.
   static std::string hostName();
 
-  // Faults: the next `count` calls of `function` (-1: every call) fail with
-  // `errorNumber` and `message`.
+  // Makes the next `count` calls of the RMLIB function `function` (-1: every
+  // call) fail with `errorNumber`; `message` is then what getrmerrmsg returns.
+  // Throws ModelError for a name that is not one of the eleven functions
+  // (getrmerrmsg cannot fail), a zero error number or a count of 0 or below -1.
   void setFault(const std::string& function, int errorNumber, const std::string& message, int count);
   void clearFaults();
-  // Puts the pair of `pvol` at mirror unit `mu` into `status` (e.g. PSUE).
+  // Suspends by error the pair of `ldev` at mirror unit `mu`: the pair it is
+  // the primary of there, or the pair it is the secondary of (any `mu`).
+  void suspendPair(int serial, int ldev, int mu, Suspend when);
+  // Puts the pair of primary `pvol` at mirror unit `mu` into `status` (any
+  // pair status code; SMPL dissolves the pair until another status is set).
   void setPairStatus(int serial, int pvol, int mu, int status);
+  // The stored status of that pair, RMSIM_SMPL when there is none. Unlike a
+  // pairvolstat call, this is no status read: a copy does not advance.
   int pairStatus(int serial, int pvol, int mu);
 
+  // Calls of each RMLIB function since the last reset, failed calls included.
   std::map<std::string, int64_t> counters();
   int64_t counter(const std::string& function);
   void resetCounters();
 
-  // Settings: "copy_reads" (status reads until a copy completes, default
-  // 2), "copy_seconds" (or time until it completes, default 0 = unused),
-  // "latency_ms" (per call, default 0), "version" (getrmver, default 10630),
-  // "maxmmun.<serial>" is kept in the array itself (setMaxMirrorUnits).
+  // Settings (sim/README.md): "copy_reads", "copy_seconds", "latency_ms",
+  // "version". Throws ModelError for an unknown key or a bad value.
   void setSetting(const std::string& key, const std::string& value);
   std::string setting(const std::string& key, const std::string& fallback);
   void setMaxMirrorUnits(int serial, int maxmmun);
@@ -67,11 +89,11 @@ class Simulator {
   // the arrays report. Returns the number of disks written.
   int writeSysfs(const std::string& root);
 
-  // A readable dump of arrays, command devices, LDEVs, host groups, LUNs,
-  // pairs and counters.
+  // A readable dump of arrays, command devices, ports, host groups, LDEVs,
+  // LUNs, pairs, attachments, faults, settings and counters.
   std::string describe();
 
-  // The simulated RMLIB calls (what libsvrrm.so exports).
+  // The simulated RMLIB calls (what libsvrrm.so exports; sim/README.md).
   int attachcmddev(cmddevinfo* info, const char* cmddev, int instance);
   int detachcmddev(cmddevinfo* info);
   int pairvolstat(cmddevinfo* info, targdev* targ, pairstatinfo* out);
@@ -79,20 +101,16 @@ class Simulator {
   int pairresync(cmddevinfo* info, targdev* targ, int ropt, int csize);
   int getldev(cmddevinfo* info, targdev* targ);
   int getrminfo(cmddevinfo* info, int ope, int ldev, int port, void* rminfo);
-  std::string getrmerrmsg(cmddevinfo* info);
+  // The text stays valid until the next failure on that command device in
+  // this Simulator object.
+  char* getrmerrmsg(cmddevinfo* info);
   int getrmver(int* version);
   int getdkclimit(cmddevinfo* info, dkc_limit* out);
   int getfmtmsg(cmddevinfo* info, char* buffer);
 
  private:
-  struct Call;
-  int serialOf(cmddevinfo* info, const char* function);
-  int fail(const cmddevinfo* info, const char* function, int errorNumber, const std::string& message);
-  void clearError(const cmddevinfo* info);
-  int ldevAt(int serial, int port, int hostgroup, int lun);
-  void advanceCopy(int serial, int pvol, int mu);
-
   std::unique_ptr<Db> m_db;
+  std::unique_ptr<ErrorBook> m_errors;
 };
 
 }  // namespace rmsim

@@ -1,86 +1,114 @@
 // rmsim: sets up and inspects the RAID Manager simulator's arrays.
+#include "rmsim.h"
+
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
-#include <map>
 #include <string>
+#include <vector>
 
-#include "rmsim.h"
 #include "sim_db.h"
+#include "sim_pairs.h"
 
 namespace {
 
+const char kUsage[] =
+    "usage: rmsim [--db FILE] COMMAND\n"
+    "  init [HOST]                      load the default model (host groups named HOST, else this host)\n"
+    "  load MODEL_FILE [HOST]           load a model file (@HOST@ in it becomes HOST, else this host)\n"
+    "  model                            print the default model text\n"
+    "  show                             show arrays, LDEVs, host groups, pairs, faults, counters\n"
+    "  sysfs DIR                        write a sysfs tree of the model's host devices (for "
+    "HITACHIFI_SYSFS_ROOT)\n"
+    "  pair SERIAL PVOL MU STATUS       set a pair's status (SMPL COPY PAIR PSUS PSUE PDUB RCPY UNKN)\n"
+    "  suspend SERIAL LDEV MU [now|copy-end]   put the pair of LDEV into PSUE now or when its copy ends\n"
+    "  fault FUNCTION ERRNO COUNT [MESSAGE]    fail FUNCTION's next COUNT calls (-1: every call)\n"
+    "  clear-faults                     remove every fault\n"
+    "  reset-counters                   zero the call counters\n"
+    "  set KEY VALUE                    copy_reads, copy_seconds, latency_ms, version\n"
+    "  maxmmun SERIAL N                 set the array's mirror units per volume\n"
+    "The state file is --db FILE, else $RMSIM_DB, else /tmp/rmsim-<uid>.db.\n";
+
 int usage() {
-  std::cerr << "usage: rmsim [--db FILE] COMMAND\n"
-               "  init                          load the default model\n"
-               "  load MODEL_FILE               load a model file\n"
-               "  model                         print the default model text\n"
-               "  sysfs DIR                     write a sysfs tree of the model's host devices (for HITACHIFI_SYSFS_ROOT)\n"
-               "  show                          show arrays, LDEVs, host groups, pairs, counters\n"
-               "  pair SERIAL PVOL MU STATUS    set a pair's status (SMPL COPY PAIR PSUS PSUE PDUB RCPY)\n"
-               "  fault FUNCTION ERRNO COUNT [MESSAGE]   fail FUNCTION COUNT times (-1: always)\n"
-               "  clear-faults                  remove every fault\n"
-               "  reset-counters                zero the call counters\n"
-               "  set KEY VALUE                 copy_reads, copy_seconds, latency_ms, version\n"
-               "The state file is --db, else $RMSIM_DB, else /tmp/rmsim-<uid>.db.\n";
+  std::cerr << kUsage;
   return 2;
 }
 
-int statusCode(const std::string& name) {
-  static const std::map<std::string, int> codes = {{"SMPL", 1}, {"COPY", 2}, {"PAIR", 3}, {"PSUS", 4},
-                                                   {"PSUE", 5}, {"PDUB", 6}, {"RCPY", 7}, {"UNKN", 255}};
-  auto found = codes.find(name);
-  if (found == codes.end()) throw rmsim::ModelError("unknown pair status " + name);
-  return found->second;
+int number(const std::string& text, const char* what) {
+  char* end = nullptr;
+  errno = 0;
+  long value = std::strtol(text.c_str(), &end, 0);
+  if (text.empty() || errno != 0 || *end != '\0' || value < -2147483647L - 1 || value > 2147483647L) {
+    throw rmsim::ModelError(std::string("bad ") + what + " '" + text + "'");
+  }
+  return static_cast<int>(value);
+}
+
+// Runs one command on the state file `db`; returns the exit status.
+int run(const std::string& db, const std::string& command, const std::vector<std::string>& args) {
+  const size_t n = args.size();
+  if (command == "model" && n == 0) {
+    std::cout << rmsim::Simulator::defaultModel();
+    return 0;
+  }
+  rmsim::Simulator sim(db);
+  if (command == "init" && n <= 1) {
+    const std::string host = n == 1 ? args[0] : rmsim::Simulator::hostName();
+    sim.loadModel(rmsim::Simulator::defaultModel(), host);
+    std::cout << "default model loaded into " << db << " (host groups named " << host << ")\n";
+  } else if (command == "load" && (n == 1 || n == 2)) {
+    sim.loadModelFile(args[0], n == 2 ? args[1] : rmsim::Simulator::hostName());
+    std::cout << "model " << args[0] << " loaded into " << db << "\n";
+  } else if (command == "show" && n == 0) {
+    std::cout << sim.describe();
+  } else if (command == "sysfs" && n == 1) {
+    int disks = sim.writeSysfs(args[0]);
+    std::cout << disks << " disks written below " << args[0] << "\n";
+  } else if (command == "pair" && n == 4) {
+    int status = rmsim::statusCode(args[3]);
+    if (status < 0) throw rmsim::ModelError("unknown pair status " + args[3]);
+    sim.setPairStatus(number(args[0], "serial"), number(args[1], "ldev"), number(args[2], "mirror unit"),
+                      status);
+  } else if (command == "suspend" && (n == 3 || n == 4)) {
+    if (n == 4 && args[3] != "now" && args[3] != "copy-end") throw rmsim::ModelError("say now or copy-end");
+    sim.suspendPair(number(args[0], "serial"), number(args[1], "ldev"), number(args[2], "mirror unit"),
+                    n == 4 && args[3] == "copy-end" ? rmsim::Suspend::AtCopyEnd : rmsim::Suspend::Now);
+  } else if (command == "fault" && n >= 3) {
+    std::string message;
+    for (size_t i = 3; i < n; ++i) message += (i > 3 ? " " : "") + args[i];
+    sim.setFault(args[0], number(args[1], "error number"), message.empty() ? "injected failure" : message,
+                 number(args[2], "count"));
+  } else if (command == "clear-faults" && n == 0) {
+    sim.clearFaults();
+  } else if (command == "reset-counters" && n == 0) {
+    sim.resetCounters();
+  } else if (command == "set" && n == 2) {
+    sim.setSetting(args[0], args[1]);
+  } else if (command == "maxmmun" && n == 2) {
+    sim.setMaxMirrorUnits(number(args[0], "serial"), number(args[1], "maxmmun"));
+  } else {
+    return usage();
+  }
+  return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  int arg = 1;
+  std::vector<std::string> args(argv + 1, argv + argc);
   std::string db = rmsim::Db::defaultPath();
-  if (arg + 1 < argc && std::strcmp(argv[arg], "--db") == 0) {
-    db = argv[arg + 1];
-    arg += 2;
+  if (args.size() >= 2 && args[0] == "--db") {
+    db = args[1];
+    args.erase(args.begin(), args.begin() + 2);
   }
-  if (arg >= argc) return usage();
-  std::string command = argv[arg++];
-  int left = argc - arg;
+  if (args.empty()) return usage();
+  const std::string command = args[0];
+  args.erase(args.begin());
   try {
-    if (command == "model") {
-      std::cout << rmsim::Simulator::defaultModel();
-      return 0;
-    }
-    rmsim::Simulator sim(db);
-    if (command == "init" && left == 0) {
-      sim.loadModel(rmsim::Simulator::defaultModel(), rmsim::Simulator::hostName());
-      std::cout << "default model loaded into " << db << "\n";
-    } else if (command == "load" && left == 1) {
-      sim.loadModelFile(argv[arg], rmsim::Simulator::hostName());
-      std::cout << "model " << argv[arg] << " loaded into " << db << "\n";
-    } else if (command == "sysfs" && left == 1) {
-      int disks = sim.writeSysfs(argv[arg]);
-      std::cout << disks << " disks written below " << argv[arg] << "\n";
-    } else if (command == "show" && left == 0) {
-      std::cout << sim.describe();
-    } else if (command == "pair" && left == 4) {
-      sim.setPairStatus(std::atoi(argv[arg]), std::atoi(argv[arg + 1]), std::atoi(argv[arg + 2]),
-                        statusCode(argv[arg + 3]));
-    } else if (command == "fault" && (left == 3 || left == 4)) {
-      sim.setFault(argv[arg], std::atoi(argv[arg + 1]), left == 4 ? argv[arg + 3] : "injected failure",
-                   std::atoi(argv[arg + 2]));
-    } else if (command == "clear-faults" && left == 0) {
-      sim.clearFaults();
-    } else if (command == "reset-counters" && left == 0) {
-      sim.resetCounters();
-    } else if (command == "set" && left == 2) {
-      sim.setSetting(argv[arg], argv[arg + 1]);
-    } else {
-      return usage();
-    }
+    return run(db, command, args);
   } catch (const std::exception& e) {
     std::cerr << "rmsim: " << e.what() << "\n";
     return 1;
   }
-  return 0;
 }

@@ -1,12 +1,14 @@
 #ifndef RMSIM_SIM_DB_H
 #define RMSIM_SIM_DB_H
 
+// The simulator's state store: one SQLite file shared by every process that
+// loads the simulator, the rmsim tool and the tests.
+
 #include <sqlite3.h>
 
 #include <cstdint>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 namespace rmsim {
 
@@ -18,11 +20,11 @@ class DbError : public std::runtime_error {
 
 class Statement;
 
-// One SQLite connection to the simulator's state. Every process that loads
-// the simulator opens the same file (RMSIM_DB), so they all see one array.
+// One connection. Opening creates the file and its tables when needed (WAL
+// journal, 30 s busy timeout, so that concurrent processes queue instead of
+// failing). A connection must not be used across fork.
 class Db {
  public:
-  // Opens (creating if needed) the database at `path` and its schema.
   explicit Db(const std::string& path);
   ~Db();
   Db(const Db&) = delete;
@@ -30,13 +32,16 @@ class Db {
 
   void exec(const std::string& sql);
   Statement prepare(const std::string& sql);
-  sqlite3* handle() const { return m_db; }
+  // Rows changed by the last INSERT, UPDATE or DELETE.
+  int changes() const;
   const std::string& path() const { return m_path; }
 
-  // The database named by RMSIM_DB, or /tmp/rmsim-<uid>.db when unset.
+  // $RMSIM_DB, or /tmp/rmsim-<uid>.db when it is unset or empty.
   static std::string defaultPath();
 
  private:
+  void initSchema();
+
   sqlite3* m_db = nullptr;
   std::string m_path;
 };
@@ -51,6 +56,8 @@ class Statement {
   Statement& operator=(const Statement&) = delete;
 
   Statement& bind(int64_t value);
+  Statement& bind(int value) { return bind(static_cast<int64_t>(value)); }
+  Statement& bind(double value);
   Statement& bind(const std::string& value);
   // True while there is a row to read.
   bool step();
@@ -59,8 +66,9 @@ class Statement {
     }
   }
   int64_t integer(int column) const;
+  int number(int column) const { return static_cast<int>(integer(column)); }
+  double real(int column) const;
   std::string text(int column) const;
-  bool isNull(int column) const;
 
  private:
   sqlite3* m_db;
@@ -68,11 +76,15 @@ class Statement {
   int m_next = 1;
 };
 
-// BEGIN IMMEDIATE ... COMMIT; rolled back unless commit() was called.
+// BEGIN IMMEDIATE ... COMMIT: takes the write lock at once, so a call never
+// reads a state that another process is about to change. Rolled back unless
+// commit() was called.
 class Transaction {
  public:
   explicit Transaction(Db& db);
   ~Transaction();
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
   void commit();
 
  private:

@@ -39,8 +39,8 @@ int Simulator::writeSysfs(const std::string& root) {
   makeDirectories(root + "/block");
   makeDirectories(root + "/devices");
   Statement q = m_db->prepare(
-      "SELECT a.serial, a.vendor, l.ldev, l.emulation, l.device FROM ldevs l JOIN arrays a ON a.serial = l.serial "
-      "WHERE l.device <> '' ORDER BY a.serial, l.ldev");
+      "SELECT l.serial, l.inq_vendor, l.ldev, l.inq_product, l.device, l.inq_serial FROM ldevs l "
+      "WHERE l.device <> '' ORDER BY l.serial, l.ldev");
   std::map<int, int> hostOfArray;
   int written = 0;
   while (q.step()) {
@@ -53,15 +53,15 @@ int Simulator::writeSysfs(const std::string& root) {
     writeFile(device + "/vendor", padded(q.text(1), 8) + "\n");
     writeFile(device + "/model", padded(q.text(3), 16) + "\n");
     writeFile(device + "/state", "running\n");
-    char serialText[32];
-    std::snprintf(serialText, sizeof serialText, "%d%04X", serial, static_cast<unsigned>(q.integer(2)) & 0xFFFF);
+    const std::string serialText = q.text(5);  // the model's, by default serial then LDEV in hex
     std::string page("\0\x80\0", 3);
-    page += static_cast<char>(std::string(serialText).size());
+    page += static_cast<char>(serialText.size());
     writeFile(device + "/vpd_pg80", page + serialText);
     makeDirectories(root + "/block/" + name + "/holders");
     std::string link = root + "/block/" + name + "/device";
     ::unlink(link.c_str());
-    if (::symlink(("../../devices/" + address).c_str(), link.c_str()) != 0) throw ModelError("cannot link " + link);
+    if (::symlink(("../../devices/" + address).c_str(), link.c_str()) != 0)
+      throw ModelError("cannot link " + link);
     ++written;
   }
   return written;

@@ -1,7 +1,8 @@
-// The exported RAID Manager library functions: a thin layer over the
-// simulator. Each process opens the shared state (RMSIM_DB) on its first
-// call, and again after a fork, since a database connection must not cross
-// one, and when RMSIM_DB names another file.
+// The exported RAID Manager library functions: a thin layer over Simulator.
+// Each process opens the shared state ($RMSIM_DB) on its first call, again
+// after a fork (a database connection must not cross one) and when
+// $RMSIM_DB names another file. Calls from several threads take turns, as
+// commands on one command device do.
 #include <unistd.h>
 
 #include <memory>
@@ -21,20 +22,19 @@ pid_t g_owner = 0;
 std::string g_path;
 
 rmsim::Simulator* simulator() {
-  std::string path = rmsim::Db::defaultPath();
-  if (!g_sim || g_owner != ::getpid() || g_path != path) {
-    if (g_owner == ::getpid()) {
-      g_sim.reset();
-    } else {
-      (void)g_sim.release();  // a connection inherited through fork is abandoned, not closed
-    }
-    try {
-      g_sim.reset(new rmsim::Simulator(path));
-      g_owner = ::getpid();
-      g_path = path;
-    } catch (const std::exception&) {
-      return nullptr;
-    }
+  const std::string path = rmsim::Db::defaultPath();
+  if (g_sim && g_owner == ::getpid() && g_path == path) return g_sim.get();
+  if (g_owner == ::getpid()) {
+    g_sim.reset();
+  } else {
+    (void)g_sim.release();  // a connection inherited through fork is abandoned, not closed
+  }
+  try {
+    g_sim.reset(new rmsim::Simulator(path));
+    g_owner = ::getpid();
+    g_path = path;
+  } catch (...) {
+    return nullptr;
   }
   return g_sim.get();
 }
@@ -42,16 +42,15 @@ rmsim::Simulator* simulator() {
 template <class Fn>
 int call(Fn fn) {
   std::lock_guard<std::mutex> lock(g_mutex);
-  rmsim::Simulator* sim = simulator();
-  if (sim == nullptr) return RMSIM_E_STATE;
   try {
-    return fn(*sim);
-  } catch (const std::exception&) {
+    rmsim::Simulator* sim = simulator();
+    return sim ? fn(*sim) : RMSIM_E_STATE;
+  } catch (...) {
     return RMSIM_E_STATE;
   }
 }
 
-thread_local std::string t_errorMessage;
+char g_noState[] = "the simulator's state file cannot be opened";
 
 }  // namespace
 
@@ -85,13 +84,14 @@ RMSIM_EXPORT int getrminfo(cmddevinfo* info, int ope, int ldev, int port, void* 
   return call([&](rmsim::Simulator& sim) { return sim.getrminfo(info, ope, ldev, port, rminfo); });
 }
 
-// The text stays valid until this thread's next getrmerrmsg call.
+// The text stays valid until the next failure on that command device in this process.
 RMSIM_EXPORT char* getrmerrmsg(cmddevinfo* info) {
+  char* text = g_noState;
   call([&](rmsim::Simulator& sim) {
-    t_errorMessage = sim.getrmerrmsg(info);
+    text = sim.getrmerrmsg(info);
     return 0;
   });
-  return &t_errorMessage[0];
+  return text;
 }
 
 RMSIM_EXPORT int getrmver(int* version) {

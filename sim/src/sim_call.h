@@ -1,0 +1,78 @@
+#ifndef RMSIM_SIM_CALL_H
+#define RMSIM_SIM_CALL_H
+
+// The frame of every simulated RMLIB call: latency, one transaction, the
+// call counter, an injected fault, and the record of a failure for
+// getrmerrmsg and getfmtmsg.
+
+#include <functional>
+#include <map>
+#include <string>
+
+#include "sim_settings.h"
+#include "svrrm.h"
+
+namespace rmsim {
+
+class Db;
+
+struct LastError {
+  std::string function;
+  int number = 0;
+  std::string message;
+};
+
+// The last failure on each command device (by path), as this process saw
+// it: a failure belongs to the caller that met it, not to every process.
+class ErrorBook {
+ public:
+  void record(const std::string& path, const std::string& function, int number, const std::string& message);
+  // Null when that command device has had no failure.
+  const LastError* find(const std::string& path) const;
+
+ private:
+  std::map<std::string, LastError> m_errors;
+};
+
+// The command device path stored in an attach block ("" for a null block).
+std::string pathOf(const cmddevinfo* info);
+
+// One call in progress, inside its transaction.
+class Call {
+ public:
+  Call(Db& db, ErrorBook& errors, const Settings& settings, const char* function, cmddevinfo* info)
+      : m_db(db), m_errors(errors), m_settings(settings), m_function(function), m_info(info) {}
+
+  Db& db() { return m_db; }
+  const Settings& settings() const { return m_settings; }
+  const char* function() const { return m_function; }
+  cmddevinfo* info() { return m_info; }
+
+  // Records the failure for this command device and returns `number`.
+  int fail(int number, const std::string& message);
+  // True when the block is attached to a command device that the model
+  // still has; otherwise records RMSIM_E_NOCMD and returns false.
+  bool attached();
+  // The serial of the attached array (after attached() returned true).
+  int serial() const { return m_info->serial; }
+  // The array's mirror units per volume (0 when the array is gone).
+  int maxMirrorUnits();
+
+ private:
+  Db& m_db;
+  ErrorBook& m_errors;
+  const Settings& m_settings;
+  const char* m_function;
+  cmddevinfo* m_info;
+};
+
+// Runs `body` as the RMLIB call `function` on `info` (which may be null):
+// waits the configured latency, then in one transaction counts the call and
+// either fails it with an injected fault or runs the body. A failure of the
+// state store gives RMSIM_E_STATE; nothing escapes as an exception.
+int runCall(Db& db, ErrorBook& errors, const char* function, cmddevinfo* info,
+            const std::function<int(Call&)>& body);
+
+}  // namespace rmsim
+
+#endif

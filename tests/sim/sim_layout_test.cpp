@@ -1,0 +1,214 @@
+// The RMLIB records, byte by byte: the header's layouts, and what the
+// library writes at each offset, read back as raw bytes.
+#include <cstddef>
+#include <cstring>
+#include <vector>
+
+#include "sim_fixture.h"
+
+namespace simtest {
+namespace {
+
+static_assert(sizeof(cmddevinfo) == 1128, "cmddevinfo size");
+static_assert(offsetof(cmddevinfo, path) == 0 && offsetof(cmddevinfo, instance) == 1024 &&
+                  offsetof(cmddevinfo, attached) == 1028 && offsetof(cmddevinfo, serial) == 1048,
+              "cmddevinfo offsets");
+static_assert(sizeof(targdev) == 336, "targdev size");
+static_assert(offsetof(targdev, porttype) == 0 && offsetof(targdev, port) == 4 &&
+                  offsetof(targdev, targid) == 8 && offsetof(targdev, lun) == 12 &&
+                  offsetof(targdev, mun) == 16 && offsetof(targdev, serial) == 20 &&
+                  offsetof(targdev, ldevno) == 26 && offsetof(targdev, fibre) == 28 &&
+                  offsetof(targdev, numldev) == 30,
+              "targdev offsets");
+static_assert(sizeof(pairstatinfo) == 60, "pairstatinfo size");
+static_assert(offsetof(pairstatinfo, ctgid) == 0 && offsetof(pairstatinfo, csize) == 1 &&
+                  offsetof(pairstatinfo, voltype) == 2 && sizeof(pairstatinfo::voltype) == 20 &&
+                  offsetof(pairstatinfo, volstat) == 22 && offsetof(pairstatinfo, pairstat) == 23 &&
+                  offsetof(pairstatinfo, copyrate) == 28 && offsetof(pairstatinfo, smod) == 32 &&
+                  offsetof(pairstatinfo, pserial) == 36 && offsetof(pairstatinfo, pssid) == 40 &&
+                  offsetof(pairstatinfo, pldev) == 44 && offsetof(pairstatinfo, pport) == 48 &&
+                  offsetof(pairstatinfo, ptargid) == 52 && offsetof(pairstatinfo, plun) == 56,
+              "pairstatinfo offsets");
+static_assert(sizeof(dkc_limit) == 60 && offsetof(dkc_limit, maxmmun) == 8, "dkc_limit");
+
+// Distinct values in every field, so that a field written at the wrong
+// offset cannot pass.
+const char kLayoutModel[] = R"(
+array 7001 maxmmun=8 unit=5
+cmddev 7001 /dev/sdx
+port 7001 3 fibre
+port 7001 4 scsi
+hostgroup 7001 3 2 db1
+hostgroup 7001 3 5 second
+hostgroup 7001 3 6 third
+hostgroup 7001 4 1 fourth
+hostgroup 7001 4 7 fifth
+ldev 7001 0x1234 emulation=OPEN-9 size=0x01020304 props=cmd,tc,cow ssid=0x0ABC
+ldev 7001 0x0456 ssid=0x0DEF
+lun 7001 3 2 17 0x1234
+lun 7001 3 2 33 0x0456
+lun 7001 3 5 1 0x1234
+lun 7001 3 6 1 0x1234
+lun 7001 4 1 1 0x1234
+lun 7001 4 7 1 0x1234
+pair 7001 0x1234 1 0x0456 si status=PAIR ctg=42 csize=7
+)";
+
+int32_t int32At(const void* record, size_t offset) {
+  int32_t value;
+  std::memcpy(&value, static_cast<const unsigned char*>(record) + offset, sizeof value);
+  return value;
+}
+
+uint16_t uint16At(const void* record, size_t offset) {
+  uint16_t value;
+  std::memcpy(&value, static_cast<const unsigned char*>(record) + offset, sizeof value);
+  return value;
+}
+
+uint32_t bigEndianAt(const unsigned char* buffer, size_t offset, size_t width) {
+  uint32_t value = 0;
+  for (size_t i = 0; i < width; ++i) value = (value << 8) | buffer[offset + i];
+  return value;
+}
+
+class RecordLayout : public SimulatorTest {
+ protected:
+  void SetUp() override {
+    SimulatorTest::SetUp();
+    sim->loadModel(kLayoutModel, "db1");
+    ASSERT_EQ(0, attach(&block, "/dev/sdx", 605)) << lib.errmsg(&block);
+  }
+  static targdev address(int port, int targid, int lun, int mu) {
+    targdev t = volume(lun, mu);
+    t.port = port;
+    t.targid = targid;
+    return t;
+  }
+  cmddevinfo block{};
+};
+
+TEST_F(RecordLayout, AttachWritesTheArraySerialAtByte1048) {
+  EXPECT_EQ(7001, int32At(&block, 1048));
+  EXPECT_STREQ("/dev/sdx", reinterpret_cast<const char*>(&block));
+  EXPECT_EQ(605, int32At(&block, 1024));
+  EXPECT_EQ(RMSIM_ATTACHED, int32At(&block, 1028));
+}
+
+TEST_F(RecordLayout, GetldevWritesSerialLdevFibreAndCountOnly) {
+  targdev t = address(3, 2, 17, 0);
+  std::memset(reinterpret_cast<unsigned char*>(&t) + 32, 0x5A, sizeof t - 32);
+  ASSERT_EQ(0, lib.ldev(&block, &t));
+  EXPECT_EQ(7001, int32At(&t, 20));
+  EXPECT_EQ(0x1234, uint16At(&t, 26));
+  EXPECT_EQ(1, reinterpret_cast<unsigned char*>(&t)[28]);
+  EXPECT_EQ(1, uint16At(&t, 30));
+  EXPECT_EQ(3, int32At(&t, 4));  // the address is left as given
+  EXPECT_EQ(17, int32At(&t, 12));
+  std::vector<unsigned char> rest(reinterpret_cast<unsigned char*>(&t) + 32,
+                                  reinterpret_cast<unsigned char*>(&t + 1));
+  EXPECT_EQ(std::vector<unsigned char>(sizeof t - 32, 0x5A), rest);
+}
+
+TEST_F(RecordLayout, GetldevOnAScsiPortReportsNoFibre) {
+  targdev t = address(4, 1, 1, 0);
+  ASSERT_EQ(0, lib.ldev(&block, &t));
+  EXPECT_EQ(0, reinterpret_cast<unsigned char*>(&t)[28]);
+  EXPECT_EQ(0x1234, uint16At(&t, 26));
+}
+
+TEST_F(RecordLayout, PairStatusPutsEveryFieldAtItsOffset) {
+  targdev t = address(3, 2, 17, 1);
+  pairstatinfo info;
+  std::memset(&info, 0xEE, sizeof info);
+  ASSERT_EQ(0, lib.volstat(&block, &t, &info));
+  const unsigned char* bytes = reinterpret_cast<const unsigned char*>(&info);
+  EXPECT_EQ(42, bytes[0]);
+  EXPECT_EQ(7, bytes[1]);
+  EXPECT_EQ(std::string("OPEN-9"), std::string(reinterpret_cast<const char*>(bytes + 2)));
+  EXPECT_EQ(0, bytes[21]);  // NUL-padded to the end of the 20 characters
+  EXPECT_EQ(RMSIM_VOL_PVOL, bytes[22]);
+  EXPECT_EQ(RMSIM_PAIR, bytes[23]);
+  EXPECT_EQ(100, int32At(bytes, 28));
+  EXPECT_EQ(0, bytes[32]);
+  EXPECT_EQ(7001, int32At(bytes, 36));
+  EXPECT_EQ(0x0DEF, int32At(bytes, 40));
+  EXPECT_EQ(0x0456, uint16At(bytes, 44));
+  EXPECT_EQ(3, int32At(bytes, 48));
+  EXPECT_EQ(2, int32At(bytes, 52));
+  EXPECT_EQ(33, int32At(bytes, 56));
+}
+
+TEST_F(RecordLayout, SplitModeAppearsAtByte32AfterASplit) {
+  targdev t = address(3, 2, 17, 1);
+  ASSERT_EQ(0, lib.split(&block, &t, 1, 9));
+  pairstatinfo info;
+  ASSERT_EQ(0, lib.volstat(&block, &t, &info));
+  const unsigned char* bytes = reinterpret_cast<const unsigned char*>(&info);
+  EXPECT_EQ(1, bytes[32]);
+  EXPECT_EQ(9, bytes[1]);  // the pace the split used
+  EXPECT_EQ(RMSIM_PSUS, bytes[23]);
+}
+
+TEST_F(RecordLayout, LimitsPutMaxmmunAtByte8) {
+  unsigned char limits[60];
+  std::memset(limits, 0xEE, sizeof limits);
+  ASSERT_EQ(0, lib.limit(&block, reinterpret_cast<dkc_limit*>(limits)));
+  EXPECT_EQ(8, int32At(limits, 8));
+}
+
+TEST_F(RecordLayout, LuInformationIsABigEndianHeaderWithHostGroupsFrom384) {
+  unsigned char buffer[RMSIM_RMINFO_SIZE];
+  std::memset(buffer, 0xEE, sizeof buffer);
+  ASSERT_EQ(0, lib.rminfo(&block, 0x21, 0x1234, 0, buffer));
+  EXPECT_EQ(17u, bigEndianAt(buffer, 0, 2));  // the first LU path: port 3, host group 2, LUN 17
+  EXPECT_EQ(5, buffer[7]);
+  EXPECT_EQ(7001u, bigEndianAt(buffer, 8, 4));
+  EXPECT_STREQ("OPEN-9", reinterpret_cast<const char*>(buffer + 14));
+  EXPECT_EQ(0x01020304u, bigEndianAt(buffer, 32, 4));
+  EXPECT_EQ(RMSIM_PROP0_CMDDEV, buffer[36]);
+  EXPECT_EQ(RMSIM_PROP1_TRUECOPY | RMSIM_PROP1_SNAPSHOT, buffer[37]);
+  // Five host groups see the LDEV; four entries fit, and the count says so.
+  ASSERT_EQ(4u, bigEndianAt(buffer, 40, 2));
+  const unsigned char* first = buffer + 384;
+  EXPECT_EQ(3, first[0]);
+  EXPECT_EQ(1, first[1]);  // Fibre Channel
+  EXPECT_EQ(2, first[2]);
+  EXPECT_EQ(2, first[3]);  // LUNs 17 and 33
+  EXPECT_STREQ("db1", reinterpret_cast<const char*>(first + 4));
+  const unsigned char* fourth = buffer + 384 + 3 * 32;
+  EXPECT_EQ(4, fourth[0]);
+  EXPECT_EQ(0, fourth[1]);  // SCSI
+  EXPECT_EQ(1, fourth[2]);
+  EXPECT_STREQ("fourth", reinterpret_cast<const char*>(fourth + 4));
+}
+
+TEST_F(RecordLayout, AnLdevWithoutLuPathReportsLun0xFFFFAndNoHostGroups) {
+  sim->loadModel(std::string(kLayoutModel) + "ldev 7001 0x0777\n", "db1");
+  unsigned char buffer[RMSIM_RMINFO_SIZE];
+  ASSERT_EQ(0, lib.rminfo(&block, 0x21, 0x0777, 0, buffer));
+  EXPECT_EQ(0xFFFFu, bigEndianAt(buffer, 0, 2));
+  EXPECT_EQ(0u, bigEndianAt(buffer, 40, 2));
+  EXPECT_EQ(std::vector<unsigned char>(128, 0), std::vector<unsigned char>(buffer + 384, buffer + 512));
+}
+
+TEST_F(RecordLayout, UndefinedLdevReportsNotDefineWithTheArraySerial) {
+  unsigned char buffer[RMSIM_RMINFO_SIZE];
+  ASSERT_EQ(0, lib.rminfo(&block, 0x21, 0x0999, 0, buffer));
+  EXPECT_STREQ("NOT DEFINE", reinterpret_cast<const char*>(buffer + 14));
+  EXPECT_EQ(7001u, bigEndianAt(buffer, 8, 4));
+  EXPECT_EQ(0u, bigEndianAt(buffer, 36, 2));
+}
+
+TEST_F(RecordLayout, FormattedMessageNeverPassesItsBuffer) {
+  sim->setFault("getldev", 230, std::string(3000, 'x'), 1);
+  targdev t = address(3, 2, 17, 0);
+  ASSERT_EQ(230, lib.ldev(&block, &t));
+  std::vector<char> buffer(RMSIM_FMTMSG_SIZE + 64, '#');
+  ASSERT_EQ(0, lib.fmtmsg(&block, buffer.data()));
+  EXPECT_EQ('\0', buffer[RMSIM_FMTMSG_SIZE - 1]);
+  EXPECT_EQ(std::string(64, '#'), std::string(buffer.begin() + RMSIM_FMTMSG_SIZE, buffer.end()));
+}
+
+}  // namespace
+}  // namespace simtest

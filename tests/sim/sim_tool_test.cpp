@@ -1,0 +1,94 @@
+// The rmsim tool, run as a separate process on a state file that the
+// library then uses.
+#include <stdio.h>
+#include <sys/wait.h>
+
+#include <fstream>
+#include <string>
+
+#include "sim_fixture.h"
+
+namespace simtest {
+namespace {
+
+struct Outcome {
+  int status = -1;
+  std::string output;  // stdout and stderr
+};
+
+class RmsimTool : public ::testing::Test {
+ protected:
+  Outcome rmsim(const std::string& arguments) {
+    Outcome outcome;
+    const std::string command = std::string(RMSIM_BIN) + " --db '" + db + "' " + arguments + " 2>&1";
+    FILE* pipe = ::popen(command.c_str(), "r");
+    if (pipe == nullptr) return outcome;
+    char chunk[4096];
+    for (size_t n; (n = std::fread(chunk, 1, sizeof chunk, pipe)) > 0;) outcome.output.append(chunk, n);
+    int status = ::pclose(pipe);
+    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return outcome;
+  }
+
+  TempDir dir;
+  const std::string db = dir.path() + "/tool.db";
+};
+
+TEST_F(RmsimTool, InitLoadsTheDefaultModelAndShowListsIt) {
+  Outcome init = rmsim("init db1");
+  ASSERT_EQ(0, init.status) << init.output;
+  Outcome show = rmsim("show");
+  ASSERT_EQ(0, show.status) << show.output;
+  for (const char* expected : {"410001 HITACHI", "520002 HP", "/dev/sdb", "/dev/sdi", "db1", "4100010100",
+                               "410001 257 0 513 si PAIR", "410001 259 3 770 cow PSUS"}) {
+    EXPECT_NE(std::string::npos, show.output.find(expected)) << expected << "\n" << show.output;
+  }
+}
+
+TEST_F(RmsimTool, PairStatesAndFaultsSetByTheToolReachTheLibrary) {
+  ASSERT_EQ(0, rmsim("init db1").status);
+  ASSERT_EQ(0, rmsim("pair 410001 257 0 PSUE").status);
+  ASSERT_EQ(0, rmsim("fault getldev 206 1 command device I/O error").status);
+  ::setenv("RMSIM_DB", db.c_str(), 1);
+  Svrrm lib(SIM_ROOT);
+  ASSERT_NE(nullptr, lib.handle);
+  cmddevinfo cmd{};
+  char path[] = "/dev/sdb";
+  ASSERT_EQ(0, lib.attach(&cmd, path, 601));
+  targdev t = volume(2, 0);
+  EXPECT_EQ(206, lib.ldev(&cmd, &t));
+  EXPECT_STREQ("command device I/O error", lib.errmsg(&cmd));
+  pairstatinfo info{};
+  ASSERT_EQ(0, lib.volstat(&cmd, &t, &info));
+  EXPECT_EQ(RMSIM_PSUE, info.pairstat);
+  Outcome show = rmsim("show");
+  EXPECT_NE(std::string::npos, show.output.find("/dev/sdb 601")) << show.output;  // the attachment
+  EXPECT_NE(std::string::npos, show.output.find("getldev 1")) << show.output;     // the counter
+}
+
+TEST_F(RmsimTool, ABadModelFileFailsNamingItsLine) {
+  const std::string model = dir.path() + "/bad.model";
+  std::ofstream(model) << "array 1\nport 1 0 copper\n";
+  Outcome load = rmsim("load '" + model + "'");
+  EXPECT_EQ(1, load.status);
+  EXPECT_EQ("rmsim: model line 2: port kind must be fibre or scsi\n", load.output);
+}
+
+TEST_F(RmsimTool, AModelFileWithTheHostPlaceholderLoads) {
+  const std::string model = dir.path() + "/good.model";
+  std::ofstream(model) << "array 7 vendor=HP\nport 7 0 fibre\nhostgroup 7 0 0 @HOST@\n";
+  ASSERT_EQ(0, rmsim("load '" + model + "' backup1").status);
+  EXPECT_NE(std::string::npos, rmsim("show").output.find("7 0 0 backup1"));
+}
+
+TEST_F(RmsimTool, WrongUseShowsTheUsage) {
+  Outcome wrong = rmsim("frobnicate");
+  EXPECT_EQ(2, wrong.status);
+  EXPECT_EQ(0u, wrong.output.find("usage: rmsim"));
+  Outcome badNumber = rmsim("pair 410001 x 0 PAIR");
+  EXPECT_EQ(1, badNumber.status);
+  EXPECT_EQ("rmsim: bad ldev 'x'\n", badNumber.output);
+}
+
+}  // namespace
+}  // namespace simtest
