@@ -25,14 +25,19 @@ SHitachiVirtualDisk sixteenPairs() {
 }
 
 void BM_Serialize16Pairs(benchmark::State& state) {
-  SHitachiVirtualDisk disk = sixteenPairs();
-  for (auto _ : state) benchmark::DoNotOptimize(disk.serialize());
+  const SHitachiVirtualDisk disk = sixteenPairs();
+  size_t written = 0;
+  for (auto _ : state) {
+    ACE_CString text = disk.serialize();
+    written = text.length();
+    benchmark::DoNotOptimize(text.c_str());
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * written));
 }
 BENCHMARK(BM_Serialize16Pairs);
 
 void BM_Deserialize16Pairs(benchmark::State& state) {
-  std::string text = sixteenPairs().serialize().c_str();
-  state.SetBytesProcessed(0);
+  const std::string text = sixteenPairs().serialize().c_str();
   for (auto _ : state) {
     SHitachiVirtualDisk disk;
     disk.deserialize(text.c_str());

@@ -1,26 +1,44 @@
-// Reading arbitrary text as a vdisk record, a device id and objctl arguments
-// must never crash or read out of bounds.
+// Reading arbitrary text as device records, a device id, a target
+// configuration and objctl arguments must never crash or read out of
+// bounds. Run with the dictionary and seeds next to this file:
+//   fuzz_records -dict=records.dict corpus/
 #include <cstddef>
 #include <cstdint>
 #include <string>
 
 #include "cfiobjctlargs.h"
+#include "cfitargetconfig.h"
 #include "cfiudid.h"
 #include "hitachi_pdparser.h"
 #include "hitachi_vdisk.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  std::string text(reinterpret_cast<const char*>(data), size);
+  const std::string text(reinterpret_cast<const char*>(data), size);
   try {
     SHitachiVirtualDisk disk;
     disk.deserialize(text.c_str());
+    disk.serialize();
   } catch (const invalidData&) {
   }
+  SHitachiSnapPair pair;
+  pair.deserialize(text.c_str());
+  SHitachiVirtualDisk::SHostInfo host;
+  host.deserialize(text.c_str());
+
   try {
     frim_pdk_4_4::CFiUdid udid;
     udid.parse(text);
-  } catch (const frim_pdk_4_4::CFiUdidException&) {
+  } catch (const frim_pdk_4_4::CFiUdidException& e) {
+    if (e.getReason() < 1 || e.getReason() > 4) __builtin_trap();
   }
+
+  try {
+    frim_pdk_4_4::CFiTargetConfig config;
+    config.parse(text);
+    config.targetsFor(text);
+  } catch (const frim_pdk_4_4::CFiTargetConfigError&) {
+  }
+
   frim_pdk_4_4::CFiObjctlArgs args;
   if (args.importArgs(text.c_str()) == 0) {
     frim_pdk_4_4::CFiObjctlArgs back;

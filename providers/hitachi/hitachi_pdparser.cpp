@@ -44,7 +44,9 @@ ACE_CString CPrivateDataParser::createNode(std::string name, char value) {
   return node(name, &value, value == '\0' ? 0 : 1);
 }
 
-ACE_CString CPrivateDataParser::createNode(std::string name, bool value) { return node(name, value ? "1" : "0", 1); }
+ACE_CString CPrivateDataParser::createNode(std::string name, bool value) {
+  return node(name, value ? "1" : "0", 1);
+}
 
 ACE_CString CPrivateDataParser::createNode(std::string name, int value) {
   char buffer[32];
@@ -82,7 +84,8 @@ int CPrivateDataParser::getNode(std::string name, char* text, char** start, char
   return rc;
 }
 
-int CPrivateDataParser::getNodeContents(std::string name, const char* text, const char** contents, int* length) {
+int CPrivateDataParser::getNodeContents(std::string name, const char* text, const char** contents,
+                                        int* length) {
   const char* open = nullptr;
   const char* close = nullptr;
   if (!find(name, text, &open, &close)) {

@@ -37,9 +37,9 @@ class CPrivateDataParser {
   static int getNodeContents(std::string name, char* text, char** contents, int* length);
 
   // Conversions of `length` characters of contents (not zero-terminated).
-  static bool toBool(const char* text, int length);     // "1" or "0", else invalidData
-  static char toChar(const char* text, int length);     // one character, else invalidData
-  static int toInteger(const char* text, int length);   // base 10, 0 when not a number
+  static bool toBool(const char* text, int length);    // "1" or "0", else invalidData
+  static char toChar(const char* text, int length);    // one character, else invalidData
+  static int toInteger(const char* text, int length);  // base 10, 0 when not a number
   static std::string toString(const char* text, int length);
 };
 

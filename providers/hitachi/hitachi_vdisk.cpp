@@ -1,52 +1,12 @@
 #include "hitachi_vdisk.h"
 
+#include "hitachi_pdfields.h"
 #include "hitachi_pdparser.h"
 
-namespace {
-
+using hitachi_pdfields::readBool;
+using hitachi_pdfields::readInt;
+using hitachi_pdfields::readString;
 using P = CPrivateDataParser;
-
-// Each reader looks for its field from the start of the enclosing node's
-// contents, as the format defines; a missing node leaves the field alone.
-void readInt(const char* from, const char* name, int& field) {
-  const char* contents = nullptr;
-  int length = 0;
-  if (P::getNodeContents(name, from, &contents, &length) == 0) field = P::toInteger(contents, length);
-}
-
-void readString(const char* from, const char* name, std::string& field) {
-  const char* contents = nullptr;
-  int length = 0;
-  if (P::getNodeContents(name, from, &contents, &length) == 0) field = P::toString(contents, length);
-}
-
-void readBool(const char* from, const char* name, bool& field) {
-  const char* contents = nullptr;
-  int length = 0;
-  if (P::getNodeContents(name, from, &contents, &length) == 0) field = P::toBool(contents, length);
-}
-
-}  // namespace
-
-ACE_CString SHitachiSnapPair::serialize() const {
-  ACE_CString contents = P::createNode("MUN", m_muNumber);
-  contents += P::createNode("LUN", static_cast<int>(m_lun));
-  contents += P::createNode("Status", m_status);
-  contents += P::createNode("SerialNo", m_serialNo);
-  return P::createNode("SnapPair", contents);
-}
-
-void SHitachiSnapPair::deserialize(const char* text) {
-  const char* contents = nullptr;
-  int length = 0;
-  if (P::getNodeContents("SnapPair", text, &contents, &length) != 0) return;
-  readInt(contents, "MUN", m_muNumber);
-  readInt(contents, "Status", m_status);
-  int lun = m_lun;
-  readInt(contents, "LUN", lun);
-  m_lun = static_cast<uint16_t>(lun);
-  readInt(contents, "SerialNo", m_serialNo);
-}
 
 ACE_CString SHitachiVirtualDisk::SHostInfo::serialize() const {
   ACE_CString contents = P::createNode("PortNo", m_portNo);
@@ -80,6 +40,7 @@ ACE_CString SHitachiVirtualDisk::serialize() const {
 }
 
 void SHitachiVirtualDisk::deserialize(const char* text) {
+  // 1. The vdisk's own fields, each searched from the start of its contents.
   const char* contents = nullptr;
   int length = 0;
   if (P::getNodeContents("Vdisk", text, &contents, &length) != 0) return;
@@ -91,15 +52,16 @@ void SHitachiVirtualDisk::deserialize(const char* text) {
   readBool(contents, "SupportSnapshot", m_supportSnapshot);
   readBool(contents, "IsSnap", m_isSnap);
 
+  // 2. The host info, from the start of the whole "HostInfo" node.
   const char* start = nullptr;
   const char* end = nullptr;
   if (P::getNode("HostInfo", contents, &start, &end) == 0) m_hostInfo.deserialize(start);
 
-  const char* pairList = nullptr;
+  // 3. The pairs, from the start of the "PairList" contents. Kept: the loop
+  // is not bounded by the end of "PairList" (see the declaration).
+  const char* cursor = nullptr;
   int pairListLength = 0;
-  if (P::getNodeContents("PairList", contents, &pairList, &pairListLength) != 0) return;
-  // Kept: not bounded by the end of PairList.
-  const char* cursor = pairList;
+  if (P::getNodeContents("PairList", contents, &cursor, &pairListLength) != 0) return;
   while (P::getNode("SnapPair", cursor, &start, &end) == 0) {
     SHitachiSnapPair pair;
     pair.deserialize(start);

@@ -1,2 +1,2 @@
 # Private-data text, device records and the plugin's private data.
-hitachi_add_family(hitachi_records hitachi_pdparser.cpp hitachi_vdisk.cpp hitachi_privatedata.cpp)
+hitachi_add_family(hitachi_records hitachi_pdparser.cpp hitachi_snappair.cpp hitachi_vdisk.cpp hitachi_privatedata.cpp)
