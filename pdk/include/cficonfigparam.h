@@ -47,9 +47,13 @@ class CFiConfigXmlError : public std::runtime_error {
 class CFiConfigParamInfoList {
  public:
   // Adds (or replaces, by name) a parameter: a new one starts from the kit's
-  // defaults and takes every field of `info`. Regenerates the XML.
+  // defaults and takes every field of `info`. Regenerates the XML. Texts are
+  // UTF-8; one that is not, or that holds a control character other than
+  // tab, line feed or carriage return (XML 1.0 cannot carry those), throws
+  // CFiConfigXmlError and leaves the list and its XML as they were.
   void addParamInfo(const CFiConfigParamInfo& info);
-  // Regenerates the XML text from the parameters.
+  // Regenerates the XML text from the parameters; throws CFiConfigXmlError
+  // (XML unchanged) as addParamInfo does.
   void updateXML();
   const std::string& getXML() const { return m_xml; }
   // Parses an XML text of the form above into a parameter list; throws
@@ -67,8 +71,9 @@ class CFiConfigParamInfoList {
 // Where the framework keeps its files on this host.
 class CFiConfigurationPathTool {
  public:
-  // The framework's cache directory: $HITACHIFI_CACHE_DIR, else
-  // /var/cache/hitachifi.
+  // The framework's cache directory: $HITACHIFI_CACHE_DIR when set and not
+  // empty, else /var/cache/hitachifi. Not created here: its users create
+  // what they need below it.
   static std::string getCacheLocationInfo();
 };
 

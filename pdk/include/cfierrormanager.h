@@ -53,19 +53,32 @@ class CFiErrorManager : public virtual CFiRefCount, public virtual CFiTraceable 
   void registerHandler(CFiErrorHandler* handler);
   CFiErrorHandler* getHandler() const { return m_handler.get(); }
 
-  // Added to each message's catalog index in what the framework receives.
+  // Added to each message's catalog index in what the framework receives
+  // (msg_index = catalog index + offset; a message no catalog knows has
+  // catalog index 0). The plugin base hands its own offset (6000, set at
+  // init) over before each getLastError.
   void setMessageIndexOffset(int offset) { m_messageIndexOffset = offset; }
   int getMessageIndexOffset() const { return m_messageIndexOffset; }
 
-  // *info = a new record describing the newest message (English text), or
-  // null when there is none; 0, or 3 for a null `info`.
+  // *info = a new record describing the newest message: id, arguments
+  // (texts as UTF-8, numbers as 64-bit integers), severity, where it is
+  // defined, index and its English text (the catalog's root). Null when
+  // there is none. The message stays until delLastError. 0, or 3 for a null
+  // `info`.
   int getLastError(zfi_msg_info** info);
-  // Frees *info (if set) and nulls it, and removes the newest message.
-  // 0, or 3 when there was nothing to remove.
+  // Frees *info (if set; only records made by getLastError) and nulls it,
+  // and removes the newest message. 0, or 3 when there was nothing to
+  // remove.
   int delLastError(zfi_msg_info** info);
-  // *text = a new text of the message `info` describes, in `locale` (null:
-  // the framework's native language); *length = its length. 0, or 3 for a
-  // null record, id or text pointer.
+  // *text = a new text of the message `info` describes (any record: one of
+  // getLastError's or one the framework built), in `locale` (null: the
+  // framework's native language; a locale without texts of its own, or one
+  // ICU cannot take, gets the English ones); *length = its length. The
+  // caller frees the text with delLocaleMessage. A message whose arguments
+  // do not fit its text is still formatted: a missing argument shows as its
+  // placeholder ("{1}"), surplus arguments are ignored, and a text that
+  // cannot take the arguments at all gives "<id>: <arguments>". 0, or 3 for
+  // a null record, id or text pointer.
   int getLocaleMessage(int* length, zfi_msg_info* info, char const* locale, char** text);
   // Frees *text and nulls it. 0, or 3 for a null pointer.
   int delLocaleMessage(char** text);

@@ -26,7 +26,9 @@ class CFiMessageCatalogFactory {
 // The plugin's compiled message catalog, embedded in the library as ICU
 // common data (package "hitachifimsg"). `catalog` names the bundle ("root");
 // a locale the catalog does not have falls back to it, as ICU resource
-// bundles do.
+// bundles do. On first use the data is copied to memory that lives as long
+// as the process and registered with ICU (udata_setAppData), so no data file
+// is read at run time and unloading the plugin leaves ICU nothing dangling.
 class CFiIcuMessageCatalogFactory : public CFiMessageCatalogFactory {
  public:
   CFiIcuMessageCatalogFactory(char const* catalog, const ACE_CString& pluginName);

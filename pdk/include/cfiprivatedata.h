@@ -34,14 +34,20 @@ class CFiPrivateData : public virtual CFiRefCount, public virtual CFiTraceable {
   void setSplitType(char const* type) { m_splitType = type ? type : ""; }
   std::string getSplitType() const { return m_splitType; }
 
+  // The node's snapshot targets, as device ids, in configuration order.
   void addTarget(std::string target) { m_targets.push_back(target); }
   std::vector<std::string> getTargets() const { return m_targets; }
 
-  // Looks up the node's configured snapshot targets (CFiTargetConfig, by
-  // object name) and adds them to the target list. 0 when a target is
-  // configured for the node (then getConfiguredTarget() is the first), 1
-  // when the target is to be discovered.
+  // Looks up the targets configured for the node's device in the
+  // "snapshot_resource_spec" value that the private data manager holds
+  // (CFiPrivateDataManager::setSnapshotResourceSpec). When there are some,
+  // the first becomes the configured target, the device id of each (the
+  // text after its last "##") is added to the target list unless it is
+  // there already, and the result is 0: take the configured target. 1 when
+  // nothing is configured for the node: discover the target on the array.
   int selectTargetFromConfigData();
+  // The first configured target's whole text, ending in "##<device id>";
+  // empty until selectTargetFromConfigData() returned 0.
   std::string getConfiguredTarget() const { return m_configuredTarget; }
 
   void addSubObject(frim_objid* object) { m_subObjects.push_back(object); }

@@ -37,6 +37,9 @@ class CFiSplitNode {
 // Phases of getSplitNodeList.
 enum : int { FI_PHASE_SELECT = 1, FI_PHASE_PREPARE = 2, FI_PHASE_MAKE = 3, FI_PHASE_UPDATE = 4 };
 
+// Session code traces under this header's name, wherever it is compiled.
+constexpr char kCfiSessionTraceSource[] = __FILE__;
+
 // The nodes of one snapshot job, keyed by node name (bytewise order).
 class CFiSession : public virtual CFiRefCount, public virtual CFiTraceable {
  public:

@@ -141,11 +141,15 @@ typedef struct zfi_resource zfi_resource;
 typedef struct zfi_bkupset zfi_bkupset;
 typedef struct zfi_snapreplica_ele zfi_snapreplica_ele;
 typedef struct TrieNode_ TrieNode_;
+
+/* ---- Provider and FIM lists (get_provider_info, enumerate_fims) -------- */
 /*
- * Provider and FIM lists, singly linked. Every element and every text (and
- * the prefix array) is its own frim_alloc_buf block; the framework frees
- * each with frim_free_buf (text size: its length + 1; prefix array size:
- * (prefix_count + 1) pointers).
+ * Singly linked; the plugin builds them, the framework owns and frees them.
+ * Every element, every text and the prefix array is its own frim_alloc_buf
+ * block, so the framework walks the list and frees each block with
+ * frim_free_buf (an element: sizeof the element; a text: its length + 1;
+ * the prefix array: (prefix_count + 1) pointers). Texts are never null in a
+ * list the kit built.
  */
 typedef struct zfi_provider_list {
   struct zfi_provider_list* next;
@@ -170,6 +174,7 @@ typedef struct zfi_fim_list {
   char* version;
   char* text;
 } zfi_fim_list;
+/* ---- End of provider and FIM lists ------------------------------------- */
 
 /*
  * Framework buffer and object-id functions. A host may supply them; the kit

@@ -1,17 +1,17 @@
 #include "cficonfigparam.h"
 
+#include <cstdlib>
+#include <memory>
 #include <xercesc/dom/DOM.hpp>
-#include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/framework/MemBufFormatTarget.hpp>
+#include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/sax2/Attributes.hpp>
 #include <xercesc/sax2/DefaultHandler.hpp>
 #include <xercesc/sax2/SAX2XMLReader.hpp>
 #include <xercesc/sax2/XMLReaderFactory.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/TransService.hpp>
 #include <xercesc/util/XMLString.hpp>
-
-#include <cstdlib>
-#include <memory>
 
 XERCES_CPP_NAMESPACE_USE
 
@@ -30,23 +30,22 @@ class XercesUse {
 
 void ensureXerces() { static XercesUse use; }
 
-// UTF-8 <-> XMLCh, owning the transcoded buffer.
+// UTF-8 <-> XMLCh, whatever the process's locale. Texts that are not UTF-8
+// throw Xerces' TranscodingException (an XMLException).
 class XStr {
  public:
-  explicit XStr(const std::string& text) : m_text(XMLString::transcode(text.c_str())) {}
-  ~XStr() { XMLString::release(&m_text); }
-  const XMLCh* get() const { return m_text; }
+  explicit XStr(const std::string& text)
+      : m_text(reinterpret_cast<const XMLByte*>(text.c_str()), text.size(), "UTF-8") {}
+  const XMLCh* get() const { return m_text.str(); }
 
  private:
-  XMLCh* m_text;
+  TranscodeFromStr m_text;
 };
 
 std::string utf8(const XMLCh* text) {
   if (text == nullptr) return std::string();
-  char* chars = XMLString::transcode(text);
-  std::string out(chars ? chars : "");
-  XMLString::release(&chars);
-  return out;
+  TranscodeToStr bytes(text, "UTF-8");
+  return std::string(reinterpret_cast<const char*>(bytes.str()), bytes.length());
 }
 
 class ParamHandler : public DefaultHandler {
@@ -115,12 +114,18 @@ void CFiConfigParamInfoList::addParamInfo(const CFiConfigParamInfo& info) {
   for (CFiConfigParamInfo& param : m_params) {
     if (param.m_name == info.m_name) existing = &param;
   }
+  std::vector<CFiConfigParamInfo> previous = m_params;
   if (existing == nullptr) {
     m_params.emplace_back();
     existing = &m_params.back();
   }
   *existing = info;
-  updateXML();
+  try {
+    updateXML();
+  } catch (...) {
+    m_params.swap(previous);
+    throw;
+  }
 }
 
 const CFiConfigParamInfo* CFiConfigParamInfoList::find(const std::string& name) const {
@@ -130,15 +135,19 @@ const CFiConfigParamInfo* CFiConfigParamInfoList::find(const std::string& name) 
   return nullptr;
 }
 
-void CFiConfigParamInfoList::updateXML() {
-  ensureXerces();
+namespace {
+
+// The document for `params`. XML 1.0 cannot carry control characters other
+// than tab, line feed and carriage return: a text holding one makes the
+// serializer throw a DOMException.
+std::string writeXml(const std::vector<CFiConfigParamInfo>& params) {
   XStr core("Core");
   DOMImplementation* impl = DOMImplementationRegistry::getDOMImplementation(core.get());
   XStr rootName("parameters");
-  std::unique_ptr<DOMDocument, void (*)(DOMDocument*)> doc(impl->createDocument(nullptr, rootName.get(), nullptr),
-                                                           [](DOMDocument* d) { d->release(); });
+  std::unique_ptr<DOMDocument, void (*)(DOMDocument*)> doc(
+      impl->createDocument(nullptr, rootName.get(), nullptr), [](DOMDocument* d) { d->release(); });
   DOMElement* root = doc->getDocumentElement();
-  for (const CFiConfigParamInfo& param : m_params) {
+  for (const CFiConfigParamInfo& param : params) {
     XStr element("parameter");
     DOMElement* node = doc->createElement(element.get());
     auto set = [&](const char* key, const std::string& value) {
@@ -161,16 +170,30 @@ void CFiConfigParamInfoList::updateXML() {
     }
     root->appendChild(node);
   }
-  std::unique_ptr<DOMLSSerializer, void (*)(DOMLSSerializer*)> writer(impl->createLSSerializer(),
-                                                                      [](DOMLSSerializer* w) { w->release(); });
+  std::unique_ptr<DOMLSSerializer, void (*)(DOMLSSerializer*)> writer(
+      impl->createLSSerializer(), [](DOMLSSerializer* w) { w->release(); });
   std::unique_ptr<DOMLSOutput, void (*)(DOMLSOutput*)> output(impl->createLSOutput(),
                                                               [](DOMLSOutput* o) { o->release(); });
   MemBufFormatTarget target;
   XStr encoding("UTF-8");
   output->setEncoding(encoding.get());
   output->setByteStream(&target);
-  writer->write(doc.get(), output.get());
-  m_xml.assign(reinterpret_cast<const char*>(target.getRawBuffer()), target.getLen());
+  if (!writer->write(doc.get(), output.get()))
+    throw CFiConfigXmlError("the parameter list cannot be written as XML");
+  return std::string(reinterpret_cast<const char*>(target.getRawBuffer()), target.getLen());
+}
+
+}  // namespace
+
+void CFiConfigParamInfoList::updateXML() {
+  ensureXerces();
+  try {
+    m_xml = writeXml(m_params);
+  } catch (const XMLException& e) {
+    throw CFiConfigXmlError("parameter text: " + utf8(e.getMessage()));
+  } catch (const DOMException& e) {
+    throw CFiConfigXmlError("parameter list cannot be written as XML: " + utf8(e.getMessage()));
+  }
 }
 
 std::vector<CFiConfigParamInfo> CFiConfigParamInfoList::parseXML(const std::string& xml) {

@@ -21,12 +21,13 @@ CFiIcuMessage messageFromInfo(const zfi_msg_info& info) {
   for (int i = 0; i < info.arg_count && info.args != nullptr; ++i) {
     const zfi_msg_arg& arg = info.args[i];
     if (arg.type == ZFI_MSG_ARG_INT) {
-      args.emplace_back(static_cast<int32_t>(arg.int_value));
+      args.emplace_back(static_cast<int64_t>(arg.int_value));
     } else {
       args.emplace_back(icu::UnicodeString::fromUTF8(arg.str_value ? arg.str_value : ""));
     }
   }
-  return CFiIcuMessage(info.msg_id, args.data(), static_cast<int>(args.size()), info.severity, info.file, info.line);
+  return CFiIcuMessage(info.msg_id, args.data(), static_cast<int>(args.size()), info.severity, info.file,
+                       info.line);
 }
 
 }  // namespace
@@ -46,7 +47,9 @@ void CFiErrorManager::pushError(CFiMessagePtr message) {
   while (m_messages.size() > kMaxMessages) m_messages.pop_back();
 }
 
-CFiMessagePtr CFiErrorManager::peek() const { return m_messages.empty() ? CFiMessagePtr() : m_messages.front(); }
+CFiMessagePtr CFiErrorManager::peek() const {
+  return m_messages.empty() ? CFiMessagePtr() : m_messages.front();
+}
 
 void CFiErrorManager::registerHandler(CFiErrorHandler* handler) { m_handler.reset(handler); }
 
@@ -74,7 +77,8 @@ int CFiErrorManager::getLastError(zfi_msg_info** info) {
   record->line = message.getLine();
   const std::vector<icu::Formattable>& args = message.getArguments();
   record->arg_count = static_cast<int>(args.size());
-  record->args = args.empty() ? nullptr : static_cast<zfi_msg_arg*>(std::calloc(args.size(), sizeof(zfi_msg_arg)));
+  record->args =
+      args.empty() ? nullptr : static_cast<zfi_msg_arg*>(std::calloc(args.size(), sizeof(zfi_msg_arg)));
   for (size_t i = 0; record->args != nullptr && i < args.size(); ++i) {
     const icu::Formattable& arg = args[i];
     if (arg.getType() == icu::Formattable::kString) {

@@ -1,20 +1,23 @@
 #include "cfimessagecatalog.h"
 
+#include <dlfcn.h>
 #include <unicode/locid.h>
 #include <unicode/msgfmt.h>
 #include <unicode/udata.h>
 #include <unicode/umsg.h>
 #include <unicode/ures.h>
 
-#include <dlfcn.h>
-
+#include <cstdlib>
+#include <cstring>
 #include <mutex>
 
-// The compiled catalog, generated at build time from messages/root.txt.
+// The compiled catalog, generated at build time from messages/root.txt, and
+// its size in bytes.
 extern "C" const struct {
   double bogus;
   uint8_t bytes[1];
 } hitachifimsg_hitachifimsg_dat;
+extern "C" const unsigned long hitachifimsg_dat_size;
 
 namespace frim_pdk_4_4 {
 
@@ -32,17 +35,25 @@ void pinLibraryOf(const void* symbol) {
   }
 }
 
-// ICU keeps application data by package name for the life of the process;
-// it is registered once.
+// ICU keeps application data, and the bundles it opened from it, by package
+// name for as long as ICU is loaded, which is longer than the plugin: the
+// framework may unload and load the plugin again. ICU is therefore given a
+// copy that is never freed rather than the library's own bytes, which vanish
+// at dlclose. A reloaded plugin finds the package registered already (ICU
+// answers with a warning) and goes on using the first copy.
 bool registerEmbeddedCatalog() {
   static std::once_flag once;
   static bool registered = false;
   std::call_once(once, [] {
     pinLibraryOf(reinterpret_cast<const void*>(&ures_open));
     pinLibraryOf(reinterpret_cast<const void*>(&umsg_open));
+    void* copy = std::malloc(hitachifimsg_dat_size);  // malloc's alignment suits ICU data
+    if (copy == nullptr) return;
+    std::memcpy(copy, hitachifimsg_hitachifimsg_dat.bytes, hitachifimsg_dat_size);
     UErrorCode status = U_ZERO_ERROR;
-    udata_setAppData(kPackage, &hitachifimsg_hitachifimsg_dat, &status);
+    udata_setAppData(kPackage, copy, &status);
     registered = U_SUCCESS(status) || status == U_USING_DEFAULT_WARNING;
+    if (status != U_ZERO_ERROR) std::free(copy);  // ICU kept an earlier copy, or refused this one
   });
   return registered;
 }
@@ -96,14 +107,21 @@ CFiIcuMessageCatalogFactory::CFiIcuMessageCatalogFactory(char const* catalog, co
 
 CFiIcuMessageCatalogFactory::~CFiIcuMessageCatalogFactory() = default;
 
-bool CFiIcuMessageCatalogFactory::lookup(const std::string& id, char const* locale, icu::UnicodeString& pattern,
-                                         int& index) {
+bool CFiIcuMessageCatalogFactory::lookup(const std::string& id, char const* locale,
+                                         icu::UnicodeString& pattern, int& index) {
   if (!registerEmbeddedCatalog()) return false;
   const char* bundleLocale = (locale != nullptr && *locale != '\0') ? locale : m_catalog.c_str();
   UErrorCode status = U_ZERO_ERROR;
   Bundle root;
   root.handle = ures_open(kPackage, bundleLocale, &status);
-  if (U_FAILURE(status)) return false;
+  if (U_FAILURE(status)) {
+    // A locale name ICU cannot take (too long, malformed) still gets the
+    // catalog's own texts.
+    if (root.handle) ures_close(root.handle);
+    status = U_ZERO_ERROR;
+    root.handle = ures_open(kPackage, m_catalog.c_str(), &status);
+    if (U_FAILURE(status)) return false;
+  }
   Bundle entry;
   entry.handle = ures_getByKey(root.handle, id.c_str(), nullptr, &status);
   if (U_FAILURE(status)) return false;
@@ -134,7 +152,9 @@ std::string CFiMessageCatalogManager::format(const CFiMessage& message, char con
     if (!factory->lookup(message.getId(), language, pattern, found)) continue;
     index = found;
     UErrorCode status = U_ZERO_ERROR;
-    icu::MessageFormat formatter(pattern, icu::Locale(language), status);
+    icu::Locale formatLocale(language);
+    if (formatLocale.isBogus()) formatLocale = icu::Locale::getRoot();
+    icu::MessageFormat formatter(pattern, formatLocale, status);
     if (U_SUCCESS(status)) {
       icu::UnicodeString result;
       icu::FieldPosition position(icu::FieldPosition::DONT_CARE);

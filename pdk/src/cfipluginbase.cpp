@@ -140,6 +140,7 @@ int CFiPluginBase::getLastError(zfi_msg_info** info) {
     if (info) *info = nullptr;
     return ZFI_E_INVALID;
   }
+  m_errorManager->setMessageIndexOffset(m_messageIndexOffset);  // catalog index + offset
   return m_errorManager->getLastError(info);
 }
 int CFiPluginBase::delLastError(zfi_msg_info** info) {

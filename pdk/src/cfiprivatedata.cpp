@@ -2,11 +2,14 @@
 
 #include <algorithm>
 
+#include "cficontextsingleton.h"
+#include "cfiprivatedatamgr.h"
 #include "cfitargetconfig.h"
 
 namespace frim_pdk_4_4 {
 
-CFiPrivateData::CFiPrivateData(frim_objid* objectId, bool isAltNode) : m_objectId(objectId), m_isAltNode(isAltNode) {}
+CFiPrivateData::CFiPrivateData(frim_objid* objectId, bool isAltNode)
+    : m_objectId(objectId), m_isAltNode(isAltNode) {}
 
 CFiPrivateData::~CFiPrivateData() = default;
 
@@ -15,12 +18,16 @@ std::string CFiPrivateData::getObjName() const {
 }
 
 int CFiPrivateData::selectTargetFromConfigData() {
-  std::vector<std::string> configured = CFiTargetConfig::current().targetsFor(getObjName());
+  CFiPrivateDataManagerPtr manager =
+      CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false);
+  std::vector<std::string> configured = manager->getTargetConfig().targetsFor(getObjName());
   if (configured.empty()) return 1;
-  for (const std::string& target : configured) {
-    if (std::find(m_targets.begin(), m_targets.end(), target) == m_targets.end()) m_targets.push_back(target);
-  }
   m_configuredTarget = configured.front();
+  for (const std::string& target : configured) {
+    std::string deviceId = CFiTargetConfig::deviceIdOf(target);
+    if (std::find(m_targets.begin(), m_targets.end(), deviceId) == m_targets.end())
+      m_targets.push_back(deviceId);
+  }
   return 0;
 }
 

@@ -19,18 +19,31 @@ void CFiSession::addNodes(zfi_splitnode** nodes, int count) {
 }
 
 std::vector<CFiSplitNode> CFiSession::getSplitNodeList(int phase) {
-  CFiTraceLogFunction trace(m_traceLog, "getSplitNodeList", __LINE__, __FILE__);
+  CFiTraceLogFunction trace(m_traceLog, "getSplitNodeList", __LINE__, kCfiSessionTraceSource);
   std::vector<CFiSplitNode> list;
   for (auto& entry : m_nodes) {
     CFiSplitNode& node = entry.second;
     const char* line = nullptr;
     int flag = 1;
     switch (phase) {
-      case FI_PHASE_SELECT: flag = node.selectDone; line = "DBG : Found selectDone zero, adding node"; break;
-      case FI_PHASE_PREPARE: flag = node.prepareDone; line = "DBG : Found prepareDone zero, adding node"; break;
-      case FI_PHASE_MAKE: flag = node.makeDone; line = "DBG : Found makeDone zero, adding node"; break;
-      case FI_PHASE_UPDATE: flag = node.updateDone; line = "DBG : Found updateDone zero, adding node"; break;
-      default: return list;
+      case FI_PHASE_SELECT:
+        flag = node.selectDone;
+        line = "DBG : Found selectDone zero, adding node";
+        break;
+      case FI_PHASE_PREPARE:
+        flag = node.prepareDone;
+        line = "DBG : Found prepareDone zero, adding node";
+        break;
+      case FI_PHASE_MAKE:
+        flag = node.makeDone;
+        line = "DBG : Found makeDone zero, adding node";
+        break;
+      case FI_PHASE_UPDATE:
+        flag = node.updateDone;
+        line = "DBG : Found updateDone zero, adding node";
+        break;
+      default:
+        return list;
     }
     if (flag != 0) continue;
     if (m_traceLog) m_traceLog->trace(FI_TRACE_DETAIL, "%s", line);
@@ -58,7 +71,8 @@ CFiSessionPtr CFiSessionManager::getSession(char const* id) {
     m_sessions.erase(oldest);
   }
   CFiSessionPtr session(new CFiSession(key));
-  CFiTraceLogPtr log = m_traceLog ? m_traceLog : CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(false);
+  CFiTraceLogPtr log =
+      m_traceLog ? m_traceLog : CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(false);
   session->registerTraceLog(log);
   session->touch(m_tick);
   m_sessions.emplace(key, session);

@@ -1,13 +1,17 @@
 #include "cfitargetconfig.h"
 
+#include <algorithm>
 #include <cctype>
-#include <cstdlib>
-#include <fstream>
 #include <sstream>
+
+#include "cfiudid.h"
 
 namespace frim_pdk_4_4 {
 
 namespace {
+
+const char kUdidPrefix[] = "UDID##";
+const char kSeparator[] = "##";
 
 std::string trim(const std::string& text) {
   size_t first = 0, last = text.size();
@@ -16,74 +20,91 @@ std::string trim(const std::string& text) {
   return text.substr(first, last - first);
 }
 
-bool isTarget(const std::string& target) {
-  size_t marker = target.rfind("##");
-  if (marker == std::string::npos || marker + 2 >= target.size()) return false;
-  for (size_t i = marker + 2; i < target.size(); ++i) {
-    if (!std::isdigit(static_cast<unsigned char>(target[i]))) return false;
+// The key a device is known by: its UDID from "UDID##" on.
+std::string udidKey(const std::string& name) {
+  size_t at = name.find(kUdidPrefix);
+  return at == std::string::npos ? name : name.substr(at);
+}
+
+// Cuts a comment off a line. UDIDs hold "##" and SCSI vendor and product
+// names may end in blanks ("HITACHI ##"), so a comment starts only with a
+// "#" that opens the line or follows a blank and is not followed by another
+// "#".
+std::string withoutComment(const std::string& line) {
+  for (size_t i = 0; i < line.size(); ++i) {
+    if (line[i] != '#') continue;
+    bool opens = trim(line.substr(0, i)).empty();
+    bool afterBlank = i > 0 && std::isspace(static_cast<unsigned char>(line[i - 1]));
+    bool doubled = i + 1 < line.size() && line[i + 1] == '#';
+    if (opens || (afterBlank && !doubled)) return line.substr(0, i);
+    if (doubled) ++i;
   }
-  return true;
+  return line;
+}
+
+bool endsInDeviceId(const std::string& target) {
+  size_t marker = target.rfind(kSeparator);
+  if (marker == std::string::npos || marker + 2 >= target.size()) return false;
+  return std::all_of(target.begin() + static_cast<std::ptrdiff_t>(marker + 2), target.end(),
+                     [](char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; });
+}
+
+std::vector<std::string> split(const std::string& text, char separator) {
+  std::vector<std::string> parts;
+  std::istringstream in(text);
+  for (std::string part; std::getline(in, part, separator);) parts.push_back(part);
+  if (!text.empty() && text.back() == separator) parts.emplace_back();  // getline drops a last empty part
+  return parts;
 }
 
 }  // namespace
 
 void CFiTargetConfig::parse(const std::string& text) {
   std::map<std::string, std::vector<std::string>> parsed;
-  std::istringstream lines(text);
   int number = 0;
-  for (std::string line; std::getline(lines, line);) {
+  for (const std::string& line : split(text, '\n')) {
     ++number;
-    if (trim(line).rfind("#", 0) == 0) continue;  // UDIDs hold "##", so only whole lines are comments
-    std::istringstream entries(line);
-    for (std::string entry; std::getline(entries, entry, ';');) {
+    auto fail = [number](const std::string& what) {
+      throw CFiTargetConfigError("snapshot_resource_spec line " + std::to_string(number) + ": " + what);
+    };
+    for (std::string entry : split(withoutComment(line), ';')) {
       entry = trim(entry);
       if (entry.empty()) continue;
-      auto fail = [&](const std::string& what) {
-        throw CFiTargetConfigError("snapshot_resource_spec line " + std::to_string(number) + ": " + what);
-      };
       size_t equals = entry.find('=');
-      if (equals == std::string::npos) fail("expected '<source> = <target>[, <target>...]'");
+      if (equals == std::string::npos)
+        fail("expected '<source UDID> = <target>[, <target>...]', found '" + entry + "'");
       std::string source = trim(entry.substr(0, equals));
       if (source.empty()) fail("no source device before '='");
-      if (parsed.count(source)) fail("source '" + source + "' is listed twice");
-      std::vector<std::string>& targets = parsed[source];
-      std::istringstream list(entry.substr(equals + 1));
-      for (std::string target; std::getline(list, target, ',');) {
+      try {
+        CFiUdid udid(source.c_str());
+      } catch (const CFiUdidException& e) {
+        fail("source '" + source + "' is not a device UDID (reason " + std::to_string(e.getReason()) + ")");
+      }
+      std::vector<std::string>& targets = parsed[udidKey(source)];
+      std::vector<std::string> listed = split(entry.substr(equals + 1), ',');
+      if (listed.empty()) fail("no target after '=' for '" + source + "'");
+      for (std::string target : listed) {
         target = trim(target);
-        if (!isTarget(target)) fail("target '" + target + "' does not end in '##<device id>'");
+        if (target.empty()) fail("missing target for '" + source + "'");
+        if (!endsInDeviceId(target)) fail("target '" + target + "' does not end in '##<device id>'");
+        if (std::find(targets.begin(), targets.end(), target) != targets.end()) {
+          fail("target '" + target + "' is listed twice for '" + source + "'");
+        }
         targets.push_back(target);
       }
-      if (targets.empty()) fail("no target for '" + source + "'");
     }
   }
   m_targets.swap(parsed);
 }
 
-std::vector<std::string> CFiTargetConfig::targetsFor(const std::string& source) const {
-  auto found = m_targets.find(source);
+std::vector<std::string> CFiTargetConfig::targetsFor(const std::string& nodeName) const {
+  auto found = m_targets.find(udidKey(nodeName));
   return found == m_targets.end() ? std::vector<std::string>() : found->second;
 }
 
-CFiTargetConfig& CFiTargetConfig::current() {
-  static CFiTargetConfig config = [] {
-    CFiTargetConfig loaded;
-    const char* value = std::getenv("HITACHIFI_SNAPSHOT_RESOURCE_SPEC");
-    if (value == nullptr || *value == '\0') return loaded;
-    std::string text = value;
-    if (text[0] == '@') {
-      std::ifstream in(text.substr(1));
-      std::stringstream content;
-      content << in.rdbuf();
-      text = content.str();
-    }
-    try {
-      loaded.parse(text);
-    } catch (const CFiTargetConfigError& e) {
-      loaded.m_error = e.what();
-    }
-    return loaded;
-  }();
-  return config;
+std::string CFiTargetConfig::deviceIdOf(const std::string& target) {
+  size_t marker = target.rfind(kSeparator);
+  return marker == std::string::npos ? std::string() : target.substr(marker + 2);
 }
 
 }  // namespace frim_pdk_4_4
