@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 
 #include "cficonfigparam.h"
 #include "cficontextsingleton.h"
@@ -36,12 +37,14 @@ bool isCommandDevice(const SScsiDevice& device) {
 
 int CHitachiPlugin::init() {
   HITACHI_TRACE_FUNCTION("CHitachiPlugin::init");
-  CFiCatalogManagerPtr catalogs = CFiContextSingleton<CFiMessageCatalogManager, FI_PLUGIN_NAME>::instance(false);
+  CFiCatalogManagerPtr catalogs =
+      CFiContextSingleton<CFiMessageCatalogManager, FI_PLUGIN_NAME>::instance(false);
   catalogs->registerFactory(new CFiIcuMessageCatalogFactory("root", cfi_pgn_name_tstr));
 
   {
     CFiPrivateDataFactoryPtr factory(new CFiPrivateDataConcreteFactory<CHitachiPrivateData>());
-    CFiPrivateDataManagerPtr manager = CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false);
+    CFiPrivateDataManagerPtr manager =
+        CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false);
     factory->registerTraceLog(hitachiTraceLog());
     manager->registerFactory(factory);
   }
@@ -71,7 +74,8 @@ int CHitachiPlugin::init() {
 
   std::string path = CFiConfigurationPathTool::getCacheLocationInfo() + "/hitachi/";
   if (::access(path.c_str(), F_OK) != 0) ::mkdir(path.c_str(), 0755);  // failure shows when the file is used
-  HITACHI_TRACE(FI_TRACE_DETAIL, "CHitachiPlugin::init : File location for instance number is %s", path.c_str());
+  HITACHI_TRACE(FI_TRACE_DETAIL, "CHitachiPlugin::init : File location for instance number is %s",
+                path.c_str());
   CInstanceManager::setMinMaxInstanceNo(601, 699);
   CInstanceManager::setInstanceNoPath(path);
   return ZFI_OK;
@@ -131,12 +135,15 @@ void CHitachiPlugin::releaseCmdInfo(SCmdInfoPtr& cmd) {
 void CHitachiPlugin::fini() {
   HITACHI_TRACE_FUNCTION("CHitachiPlugin::fini");
   for (auto& entry : m_cmdDevices) {
-    HITACHI_TRACE(FI_TRACE_DETAIL, "RMLIB detach cmddev is being called for device '%s'", entry.first.c_str());
+    HITACHI_TRACE(FI_TRACE_DETAIL, "RMLIB detach cmddev is being called for device '%s'",
+                  entry.first.c_str());
     int rc = -1;
     try {
       rc = m_cmdIntf.detachCmd(entry.second);
     } catch (const CHitachiException&) {
       // Traced below; the remaining devices are still detached.
+    } catch (const std::exception&) {
+      // Likewise: shutdown goes on whatever one device does.
     }
     if (rc != 0) {
       HITACHI_TRACE(FI_TRACE_DETAIL, "CHitachiPlugin::fini() : RMLIB detach cmddev failed for device '%s'",

@@ -93,15 +93,15 @@ size_t V_wcslcpy(wchar_t* dst, const wchar_t* src, size_t size) {
   return count;
 }
 
-size_t V_strlcat(char* dst, const char* src, size_t size) {
-  return boundedAppend(dst, src, size, V_strlcpy);
-}
+size_t V_strlcat(char* dst, const char* src, size_t size) { return boundedAppend(dst, src, size, V_strlcpy); }
 
 size_t V_wcslcat(wchar_t* dst, const wchar_t* src, size_t size) {
   return boundedAppend(dst, src, size, V_wcslcpy);
 }
 
-size_t V_strlncpy(char* dst, const char* src, size_t n, size_t size) { return limitedCopy(dst, src, n, size); }
+size_t V_strlncpy(char* dst, const char* src, size_t n, size_t size) {
+  return limitedCopy(dst, src, n, size);
+}
 
 size_t V_wcslncpy(wchar_t* dst, const wchar_t* src, size_t n, size_t size) {
   return limitedCopy(dst, src, n, size);
