@@ -73,8 +73,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       values.emplace_back(icu::UnicodeString::fromUTF8(arg.str_value));
     }
   }
-  manager().pushError(CFiMessagePtr(new CFiIcuMessage(fields[0].c_str(), values.data(),
-                                                      static_cast<int>(values.size()), ZFI_SEV_CRITICAL, "f", 1)));
+  manager().pushError(CFiMessagePtr(new CFiIcuMessage(
+      fields[0].c_str(), values.data(), static_cast<int>(values.size()), ZFI_SEV_CRITICAL, "f", 1)));
   zfi_msg_info* info = nullptr;
   if (manager().getLastError(&info) != 0 || info == nullptr) __builtin_trap();
   manager().delLastError(&info);

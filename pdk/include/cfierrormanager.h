@@ -16,7 +16,8 @@ namespace frim_pdk_4_4 {
 // the native language of messages and the catalogs to format them with.
 class CFiErrorHandler {
  public:
-  CFiErrorHandler(zfi_fw_info* frameworkInfo, const std::string& language, const CFiCatalogManagerPtr& catalogs);
+  CFiErrorHandler(zfi_fw_info* frameworkInfo, const std::string& language,
+                  const CFiCatalogManagerPtr& catalogs);
   ~CFiErrorHandler();
 
   zfi_fw_info* getFrameworkInfo() const { return m_frameworkInfo; }

@@ -39,8 +39,8 @@ class CFiMessage : public virtual CFiRefCount {
 // be null when `count` is 0; the arguments are copied.
 class CFiIcuMessage : public CFiMessage {
  public:
-  CFiIcuMessage(char const* id, const icu::Formattable* args, int count, zfi_eseverity severity, char const* file,
-                int line);
+  CFiIcuMessage(char const* id, const icu::Formattable* args, int count, zfi_eseverity severity,
+                char const* file, int line);
   ~CFiIcuMessage() override;
 };
 

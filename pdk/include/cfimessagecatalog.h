@@ -66,7 +66,8 @@ class CFiMessageCatalogManager : public virtual CFiRefCount, public virtual CFiT
   std::string m_nativeLanguage;
 };
 
-using CFiCatalogManagerPtr = CFiSmartPtr<CFiMessageCatalogManager, CFiContextSingletonAllocator<CFiMessageCatalogManager>>;
+using CFiCatalogManagerPtr =
+    CFiSmartPtr<CFiMessageCatalogManager, CFiContextSingletonAllocator<CFiMessageCatalogManager>>;
 
 // Renders an argument list plainly: "a, 2, c".
 std::string renderArguments(const std::vector<icu::Formattable>& arguments);

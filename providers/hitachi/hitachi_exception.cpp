@@ -14,7 +14,9 @@ using namespace frim_pdk_4_4;
 
 namespace {
 
-icu::Formattable text(const std::string& value) { return icu::Formattable(icu::UnicodeString::fromUTF8(value)); }
+icu::Formattable text(const std::string& value) {
+  return icu::Formattable(icu::UnicodeString::fromUTF8(value));
+}
 icu::Formattable number(int value) { return icu::Formattable(static_cast<int32_t>(value)); }
 
 }  // namespace
@@ -27,11 +29,13 @@ void CHitachiException::push() const {
     case HITACHI_EXC_COMMAND:
     case HITACHI_EXC_ARRAY: {
       CFiTraceLogPtr log = CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(false);
-      log->trace(FI_TRACE_ERROR, "API call %s on enclosure %s failed with error %d due to %s. FILE=%s LINE=%d",
-                 m_apiName.c_str(), m_enclosureId.c_str(), m_errorNumber, m_reason.c_str(), m_file.c_str(), m_line);
+      log->trace(
+          FI_TRACE_ERROR, "API call %s on enclosure %s failed with error %d due to %s. FILE=%s LINE=%d",
+          m_apiName.c_str(), m_enclosureId.c_str(), m_errorNumber, m_reason.c_str(), m_file.c_str(), m_line);
       id = MSG_ERROR_HITACHI_COMMAND_FAILED;
       line = HITACHI_CLIERROR_LINE_COMMAND_FAILED;
-      args = {text(m_apiName), text(m_enclosureId), number(m_errorNumber), text(m_reason), text(m_file), number(m_line)};
+      args = {text(m_apiName), text(m_enclosureId), number(m_errorNumber),
+              text(m_reason),  text(m_file),        number(m_line)};
       break;
     }
     case HITACHI_EXC_INVALID_INPUT:
@@ -47,7 +51,8 @@ void CHitachiException::push() const {
     case HITACHI_EXC_BAD_PAIR:
       id = MSG_ERROR_HITACHI_BAD_PAIR_STATUS;
       line = HITACHI_CLIERROR_LINE_BAD_PAIR_STATUS;
-      args = {text(m_vdisk), text(m_vdiskCopy), text(m_enclosureId), text(m_pairStatus), text(m_file), number(m_line)};
+      args = {text(m_vdisk),      text(m_vdiskCopy), text(m_enclosureId),
+              text(m_pairStatus), text(m_file),      number(m_line)};
       break;
     default:
       return;
