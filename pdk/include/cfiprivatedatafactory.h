@@ -34,8 +34,9 @@ class CFiPrivateDataFactory : public virtual CFiRefCount, public virtual CFiTrac
 
 using CFiPrivateDataFactoryPtr = CFiSmartPtr<CFiPrivateDataFactory, CFiNullAllocator<CFiPrivateDataFactory>>;
 
-// What a node's private-data slot (zfi_domain::private_data) points at: a
-// holder owning the node's one reference to its private data.
+// What a node's private-data slot (zfi_domain::private_data) points at while
+// private data is attached: the holder of the node's one reference. The
+// factory that attached it owns the holder; the slot only borrows it.
 struct CFiPrivateDataHolder {
   CFiPrivateDataPtr data;
 };
@@ -48,21 +49,29 @@ struct CFiPrivateDataHolder {
 // shares one object within the process, and the alternate copy of a node
 // has its own. An object lives from the first allocate() for its name until
 // the last node holding it is deallocated (while the table holds it, a node
-// of that name allocated later gets it back).
+// of that name allocated later gets it back), or until the factory goes.
+//
+// The nodes are the framework's and may be dropped without a deallocate(),
+// so the factory keeps each node's holder itself, keyed by the node, and
+// releases them all when it is destroyed (at fini, with the private data
+// manager). It never reads through a slot it did not fill: a slot that is
+// not one of its own holders (left by an earlier factory of the process, or
+// by a node freed and reallocated at the same address) counts as empty.
 //
 // Not locked: the framework calls node operations one at a time.
 template <class T>
 class CFiPrivateDataConcreteFactory : public CFiPrivateDataFactory {
  public:
   CFiPrivateDataPtr access(zfi_domain* domain) override {
-    if (domain == nullptr || domain->private_data == nullptr) return CFiPrivateDataPtr();
-    return static_cast<CFiPrivateDataHolder*>(domain->private_data)->data;
+    auto attached = attachedTo(domain);
+    return attached == m_attached.end() ? CFiPrivateDataPtr() : attached->second.data;
   }
 
   CFiPrivateDataPtr allocate(zfi_domain* domain, bool isAltNode) override {
     if (domain == nullptr) return CFiPrivateDataPtr();
     // 1. Already attached: that one.
-    if (domain->private_data != nullptr) return access(domain);
+    auto attached = attachedTo(domain);
+    if (attached != m_attached.end()) return attached->second.data;
     // 2. Look the name up in the table of its kind.
     Table& table = tableFor(isAltNode);
     const std::string name = nameOf(domain);
@@ -77,16 +86,19 @@ class CFiPrivateDataConcreteFactory : public CFiPrivateDataFactory {
       // 4. Known: shared.
       data = found->second;
     }
-    domain->private_data = new CFiPrivateDataHolder{data};
+    // The node's reference. A stale entry for this address is replaced.
+    CFiPrivateDataHolder& holder = m_attached[domain];
+    holder.data = data;
+    domain->private_data = &holder;
     return data;
   }
 
   int deallocate(zfi_domain* domain) override {
-    if (domain == nullptr || domain->private_data == nullptr) return -1;
-    CFiPrivateDataHolder* holder = static_cast<CFiPrivateDataHolder*>(domain->private_data);
-    const CFiPrivateData* object = holder->data.get();
-    const bool isAltNode = holder->data->getIsAltNode();
-    delete holder;  // the node's reference
+    auto attached = attachedTo(domain);
+    if (attached == m_attached.end()) return -1;
+    const CFiPrivateData* object = attached->second.data.get();
+    const bool isAltNode = object->getIsAltNode();
+    m_attached.erase(attached);  // the node's reference
     domain->private_data = nullptr;
     Table& table = tableFor(isAltNode);
     auto found = table.find(nameOf(domain));
@@ -109,16 +121,29 @@ class CFiPrivateDataConcreteFactory : public CFiPrivateDataFactory {
     return all;
   }
 
-  // Releases the tables' references; nodes still attached keep theirs.
+  // Releases the tables and every node's reference. The nodes' slots are
+  // left as they are (they may be gone already); no factory reads them.
   ~CFiPrivateDataConcreteFactory() override {
+    m_attached.clear();
     m_ordinary.clear();
     m_alternate.clear();
   }
 
  private:
   using Table = std::map<std::string, CFiPrivateDataPtr>;
+  // Map nodes do not move, so a slot can point at its holder.
+  using Attached = std::map<const zfi_domain*, CFiPrivateDataHolder>;
 
   Table& tableFor(bool isAltNode) { return isAltNode ? m_alternate : m_ordinary; }
+
+  // The node's entry when its slot still points at the holder this factory
+  // gave it.
+  typename Attached::iterator attachedTo(const zfi_domain* domain) {
+    if (domain == nullptr || domain->private_data == nullptr) return m_attached.end();
+    auto found = m_attached.find(domain);
+    if (found == m_attached.end() || domain->private_data != &found->second) return m_attached.end();
+    return found;
+  }
 
   // The name of the node's object; the node's own name when it has no object.
   static std::string nameOf(const zfi_domain* domain) {
@@ -128,6 +153,7 @@ class CFiPrivateDataConcreteFactory : public CFiPrivateDataFactory {
 
   Table m_ordinary;
   Table m_alternate;
+  Attached m_attached;
 };
 
 }  // namespace frim_pdk_4_4

@@ -27,6 +27,14 @@ struct Node {
   zfi_domain domain{};
 };
 
+// Counts the objects alive, so a test can see what the factory lets go.
+struct CountedData : CHitachiPrivateData {
+  CountedData(frim_objid* id, bool alt) : CHitachiPrivateData(id, alt) { ++alive; }
+  ~CountedData() override { --alive; }
+  static int alive;
+};
+int CountedData::alive = 0;
+
 CHitachiPrivateData* hitachi(const CFiPrivateDataPtr& data) {
   return dynamic_cast<CHitachiPrivateData*>(data.get());
 }
@@ -37,44 +45,36 @@ class PrivateDataFactory : public ::testing::Test {
   Node first{kSource}, second{kSource}, alternate{kSource};
 };
 
-TEST_F(PrivateDataFactory, NodesOfOneNameShareOneObject) {
+TEST_F(PrivateDataFactory, NodesOfOneNameShareOneObjectAndTheAlternateHasItsOwn) {
   CFiPrivateDataPtr a = factory->allocate(&first.domain, false);
-  CFiPrivateDataPtr b = factory->allocate(&second.domain, false);
   ASSERT_NE(nullptr, hitachi(a));
-  EXPECT_EQ(a.get(), b.get());
+  EXPECT_EQ(&first.objid, a->getObjectId());
+  EXPECT_EQ(a.get(), factory->allocate(&second.domain, false).get());
   EXPECT_EQ(a.get(), factory->allocate(&first.domain, false).get());  // already attached
   EXPECT_EQ(a.get(), factory->access(&second.domain).get());
   EXPECT_EQ(a.get(), factory->accessByName(kSource, false).get());
-  EXPECT_EQ(&first.objid, a->getObjectId());
-}
 
-TEST_F(PrivateDataFactory, AlternateNodeOfTheSameNameIsSeparate) {
-  CFiPrivateDataPtr ordinary = factory->allocate(&first.domain, false);
   CFiPrivateDataPtr alt = factory->allocate(&alternate.domain, true);
-  EXPECT_NE(ordinary.get(), alt.get());
+  EXPECT_NE(a.get(), alt.get());
   EXPECT_TRUE(alt->getIsAltNode());
-  EXPECT_FALSE(ordinary->getIsAltNode());
+  EXPECT_FALSE(a->getIsAltNode());
   EXPECT_EQ(alt.get(), factory->accessByName(kSource, true).get());
   std::vector<CFiPrivateDataPtr> all = factory->getPrivateDataList();
   ASSERT_EQ(2u, all.size());
-  EXPECT_EQ(ordinary.get(), all[0].get());  // ordinary ones first
+  EXPECT_EQ(a.get(), all[0].get());  // ordinary ones first
 }
 
-TEST_F(PrivateDataFactory, DeallocatingOneNodeLeavesTheObjectToTheOther) {
+TEST_F(PrivateDataFactory, ObjectLivesUntilTheLastNodeOfItsNameIsDeallocated) {
   hitachi(factory->allocate(&first.domain, false))->m_vdisk.m_deviceId = "12";
   factory->allocate(&second.domain, false);
   EXPECT_EQ(0, factory->deallocate(&first.domain));
   EXPECT_EQ(nullptr, first.domain.private_data);
   EXPECT_TRUE(factory->access(&first.domain).isNull());
   EXPECT_EQ("12", hitachi(factory->access(&second.domain))->m_vdisk.m_deviceId);
-  EXPECT_EQ("12", hitachi(factory->accessByName(kSource, false))->m_vdisk.m_deviceId);
-}
 
-TEST_F(PrivateDataFactory, LastNodeDeallocatedDropsTheObject) {
-  hitachi(factory->allocate(&first.domain, false))->m_vdisk.m_deviceId = "12";
-  EXPECT_EQ(0, factory->deallocate(&first.domain));
+  EXPECT_EQ(0, factory->deallocate(&second.domain));
   EXPECT_TRUE(factory->accessByName(kSource, false).isNull());
-  EXPECT_EQ("", hitachi(factory->allocate(&second.domain, false))->m_vdisk.m_deviceId);  // a fresh one
+  EXPECT_EQ("", hitachi(factory->allocate(&first.domain, false))->m_vdisk.m_deviceId);  // a fresh one
 }
 
 TEST_F(PrivateDataFactory, DeallocatingNothingReturnsMinusOneAndChangesNothing) {
@@ -88,36 +88,45 @@ TEST_F(PrivateDataFactory, DeallocatingNothingReturnsMinusOneAndChangesNothing) 
   EXPECT_EQ(-1, factory->deallocate(&first.domain));
 }
 
-TEST_F(PrivateDataFactory, NullNodeOrNodeWithoutObjectIsHandled) {
+TEST_F(PrivateDataFactory, NullNodeNamelessNodeAndForeignSlotAreHandled) {
   EXPECT_TRUE(factory->allocate(nullptr, false).isNull());
   EXPECT_TRUE(factory->access(nullptr).isNull());
   first.domain.objid = nullptr;  // kept under the node's own name
   CFiPrivateDataPtr data = factory->allocate(&first.domain, false);
   EXPECT_EQ(data.get(), factory->accessByName(kSource, false).get());
   EXPECT_EQ("", data->getObjName());
+
+  // A slot this factory did not fill is never read through.
+  char foreign[4] = {};
+  second.domain.private_data = foreign;
+  EXPECT_TRUE(factory->access(&second.domain).isNull());
+  EXPECT_EQ(-1, factory->deallocate(&second.domain));
+  EXPECT_EQ(data.get(), factory->allocate(&second.domain, false).get());
+  EXPECT_NE(static_cast<void*>(foreign), second.domain.private_data);
 }
 
-TEST(HitachiPrivateData, StartsEmptyApartFromObjectAndAlternateFlag) {
+TEST(PrivateDataFactoryLifetime, FactoryReleasesNodesNeverDeallocated) {
+  Node node(kSource), alt(kSource);
+  {
+    CFiPrivateDataFactoryPtr factory(new CFiPrivateDataConcreteFactory<CountedData>());
+    factory->allocate(&node.domain, false);
+    factory->allocate(&alt.domain, true);
+    EXPECT_EQ(2, CountedData::alive);
+  }
+  EXPECT_EQ(0, CountedData::alive);
+  // A later factory of the process treats the stale slots as empty.
+  CFiPrivateDataFactoryPtr next(new CFiPrivateDataConcreteFactory<CountedData>());
+  EXPECT_TRUE(next->access(&node.domain).isNull());
+  EXPECT_FALSE(next->allocate(&node.domain, false).isNull());
+}
+
+TEST(HitachiPrivateData, BothDeviceRecordsStartEmpty) {
   Node node(kSource);
   CHitachiPrivateData data(&node.objid, true);
   EXPECT_EQ(kSource, data.getObjName());
   EXPECT_TRUE(data.getIsAltNode());
-  EXPECT_EQ("", data.getSessionId());
-  EXPECT_EQ("", data.getSplitType());
-  EXPECT_TRUE(data.getTargets().empty());
-  EXPECT_FALSE(data.getTransportable());
-  EXPECT_EQ(ZFI_INTENT_NONE, data.getIntent());
-  EXPECT_EQ(0, data.getSubObjectListLength());
-  EXPECT_EQ(nullptr, data.getHostList());
-  data.setSplitType(nullptr);
-  EXPECT_EQ("", data.getSplitType());
-  for (const SHitachiVirtualDisk* disk : {&data.m_vdisk, &data.m_vdiskCopy}) {
-    EXPECT_EQ("", disk->m_deviceId);
-    EXPECT_FALSE(disk->m_isSnap || disk->m_supportSnapshot || disk->m_supportShadowImage);
-    EXPECT_TRUE(disk->m_pairList.empty());
-    EXPECT_EQ(0, disk->m_hostInfo.m_portNo);
-    EXPECT_EQ("", disk->m_hostInfo.m_hostGroupName);
-  }
+  for (const SHitachiVirtualDisk* disk : {&data.m_vdisk, &data.m_vdiskCopy})
+    EXPECT_STREQ(SHitachiVirtualDisk().serialize().c_str(), disk->serialize().c_str());
 }
 
 // The targets come from the manager's "snapshot_resource_spec".
@@ -133,20 +142,15 @@ TEST_F(ConfiguredTargets, ConfiguredDeviceTakesTheConfigPathWithTargetsInOrder) 
   manager()->setSnapshotResourceSpec(std::string(kSource) + " = UDID##HITACHI##HDS##410##600, x##601\n");
   Node node(kSource);
   CFiPrivateData data(&node.objid, false);
-  EXPECT_EQ("", data.getConfiguredTarget());
   EXPECT_EQ(0, data.selectTargetFromConfigData());
   EXPECT_EQ("UDID##HITACHI##HDS##410##600", data.getConfiguredTarget());
   EXPECT_EQ((std::vector<std::string>{"600", "601"}), data.getTargets());
   EXPECT_EQ(0, data.selectTargetFromConfigData());  // a second selection adds nothing twice
   EXPECT_EQ(2u, data.getTargets().size());
-}
 
-TEST_F(ConfiguredTargets, NodeNameIsMatchedByItsUdid) {
-  manager()->setSnapshotResourceSpec(std::string(kSource) + " = t##7");
-  Node marked(std::string("<hitachifi>") + kSource);
-  CFiPrivateData data(&marked.objid, false);
-  EXPECT_EQ(0, data.selectTargetFromConfigData());
-  EXPECT_EQ("t##7", data.getConfiguredTarget());
+  Node marked(std::string("<hitachifi>") + kSource);  // matched by its UDID
+  CFiPrivateData markedData(&marked.objid, false);
+  EXPECT_EQ(0, markedData.selectTargetFromConfigData());
 }
 
 TEST_F(ConfiguredTargets, UnconfiguredDeviceIsDiscovered) {
@@ -160,20 +164,16 @@ TEST_F(ConfiguredTargets, UnconfiguredDeviceIsDiscovered) {
   EXPECT_EQ(1, nameless.selectTargetFromConfigData());
 }
 
-TEST_F(ConfiguredTargets, ValueComesFromThePluginsParameter) {
+TEST_F(ConfiguredTargets, ValueComesFromTheParameterAndABadOneKeepsTheOld) {
   CFiConfigParamInfoList parameters;
   manager()->loadSnapshotResourceSpec(parameters);  // not declared: nothing configured
   EXPECT_TRUE(manager()->getTargetConfig().empty());
-  CFiConfigParamInfo spec;
-  spec.m_name = "snapshot_resource_spec";
-  spec.m_value = std::string(kSource) + " = t##7";
-  parameters.addParamInfo(spec);
+  CFiConfigParamInfo parameter;
+  parameter.m_name = "snapshot_resource_spec";
+  parameter.m_value = std::string(kSource) + " = t##7";
+  parameters.addParamInfo(parameter);
   manager()->loadSnapshotResourceSpec(parameters);
   EXPECT_EQ((std::vector<std::string>{"t##7"}), manager()->getTargetConfig().targetsFor(kSource));
-}
-
-TEST_F(ConfiguredTargets, MalformedValueIsRefusedAndTheOldTargetsStay) {
-  manager()->setSnapshotResourceSpec(std::string(kSource) + " = t##7");
   EXPECT_THROW(manager()->setSnapshotResourceSpec("broken"), CFiTargetConfigError);
   EXPECT_EQ((std::vector<std::string>{"t##7"}), manager()->getTargetConfig().targetsFor(kSource));
 }
