@@ -18,7 +18,5 @@ void* frim_dlsym(void* handle, const char* symbol);
 const char* frim_dlerror();
 // Closes the library; 0 on success.
 int frim_dlclose(void* handle);
-// The path frim_dlopen_lib opens for `path`.
-const char* frim_dlmapped_path(const char* path, char* buffer, unsigned long size);
 
 #endif

@@ -8,36 +8,42 @@
 
 namespace {
 
-thread_local std::string t_lastError;
+// A plain buffer rather than a thread_local string: a thread_local with a
+// destructor would pin the plugin in memory until the calling thread ends,
+// so the framework could never unload it. The plugin is entered by one
+// thread at a time.
+char s_lastError[512] = "";
 
 std::string mapped(const char* path) {
   const char* root = std::getenv("FRIM_DLOPEN_ROOT");
-  if (path == nullptr) return std::string();
   if (root == nullptr || *root == '\0' || path[0] != '/') return path;
   return std::string(root) + path;
 }
 
+void setError(const char* text) { std::snprintf(s_lastError, sizeof s_lastError, "%s", text); }
+
+// Keeps the loader's own text for the failure just seen.
 void remember(const char* fallback) {
   const char* error = ::dlerror();
-  t_lastError = error ? error : fallback;
+  setError(error ? error : fallback);
 }
 
 }  // namespace
 
 void* frim_dlopen_lib(const char* path) {
   if (path == nullptr) {
-    t_lastError = "no library path";
+    setError("no library path");
     return nullptr;
   }
-  std::string file = mapped(path);
-  void* handle = ::dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  ::dlerror();
+  void* handle = ::dlopen(mapped(path).c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) remember("cannot open library");
   return handle;
 }
 
 void* frim_dlsym(void* handle, const char* symbol) {
   if (handle == nullptr || symbol == nullptr) {
-    t_lastError = "no library or symbol";
+    setError("no library or symbol");
     return nullptr;
   }
   ::dlerror();
@@ -46,17 +52,11 @@ void* frim_dlsym(void* handle, const char* symbol) {
   return address;
 }
 
-const char* frim_dlerror() { return t_lastError.c_str(); }
+const char* frim_dlerror() { return s_lastError; }
 
 int frim_dlclose(void* handle) {
   if (handle == nullptr) return -1;
   int rc = ::dlclose(handle);
   if (rc != 0) remember("cannot close library");
   return rc;
-}
-
-const char* frim_dlmapped_path(const char* path, char* buffer, unsigned long size) {
-  if (buffer == nullptr || size == 0) return nullptr;
-  std::snprintf(buffer, size, "%s", mapped(path).c_str());
-  return buffer;
 }

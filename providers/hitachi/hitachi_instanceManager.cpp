@@ -3,8 +3,10 @@
 #include <ace/ACE.h>
 #include <ace/File_Lock.h>
 #include <ace/OS_NS_fcntl.h>
+#include <ace/OS_NS_stdio.h>
 #include <ace/OS_NS_sys_stat.h>
 #include <ace/OS_NS_unistd.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -51,7 +53,13 @@ class LockedFile {
     ACE_HANDLE handle = ACE_OS::open(path.c_str(), flags, mode);
     if (handle == ACE_INVALID_HANDLE) fail(openFailure);
     m_lock.set_handle(handle);
-    m_lock.acquire_write(SEEK_SET, 0, 1);
+    // Waits until granted; a signal only interrupts the wait. Going on
+    // without the lock could hand one number to two processes.
+    int rc;
+    do {
+      rc = m_lock.acquire_write(SEEK_SET, 0, 1);
+    } while (rc == -1 && errno == EINTR);
+    if (rc == -1) fail("Unable to lock file");
   }
   ~LockedFile() = default;  // ACE_File_Lock closes the descriptor; the lock goes with it
   LockedFile(const LockedFile&) = delete;
@@ -61,13 +69,36 @@ class LockedFile {
   ACE_HANDLE handle() { return m_lock.get_handle(); }
   bool read(Record& record) { return ACE_OS::read(handle(), &record, sizeof record) > 0; }
   bool write(const Record& record) { return ACE_OS::write(handle(), &record, sizeof record) >= 1; }
-  void seek(long offset) { ACE_OS::lseek(handle(), offset, SEEK_SET); }
+  bool seek(long offset) { return ACE_OS::lseek(handle(), offset, SEEK_SET) == offset; }
 
  private:
   ACE_File_Lock m_lock{ACE_INVALID_HANDLE, false};
 };
 
 long offsetOf(int number) { return static_cast<long>(number - CInstanceManager::getMinInstanceNo()) * 8; }
+
+// Creates the file for first use. It is filled under a name of this
+// process's own and then linked into place, so that processes starting
+// together never truncate a file from which another has already taken a
+// number: the first link wins and the others use its file.
+void createInPlace(const std::string& path) {
+  const std::string aside = path + ".new." + std::to_string(ACE_OS::getpid());
+  try {
+    CInstanceManager::createInstanceNoFile(aside);
+  } catch (...) {
+    ACE_OS::unlink(aside.c_str());
+    throw;
+  }
+  int rc = ::link(aside.c_str(), path.c_str());
+  // A file system without hard links gets the plain replace.
+  if (rc != 0 && errno != EEXIST) rc = ACE_OS::rename(aside.c_str(), path.c_str());
+  int error = errno;
+  ACE_OS::unlink(aside.c_str());
+  if (rc != 0 && error != EEXIST) {
+    errno = error;
+    fail("Unable to create file");
+  }
+}
 
 }  // namespace
 
@@ -97,13 +128,13 @@ int CInstanceManager::createInstanceNoFile(std::string path) {
 int CInstanceManager::getInstanceNo(std::string key, int& number) {
   number = -1;
   const std::string path = getFilePath(key);
-  if (!exists(path)) createInstanceNoFile(path);
+  if (!exists(path)) createInPlace(path);
   Recorded recorded;
   for (int attempt = 0; attempt < 2; ++attempt) {
     LockedFile file(path, O_RDWR, 0, "Unable to open file");
     bool scanEnded = false;
     for (int n = m_minInstanceNo; n <= m_maxInstanceNo; ++n) {
-      Record record;
+      Record record{};  // a short read leaves the rest zero
       errno = 0;
       if (!file.read(record)) {
         recorded.note("Read failed with error", errno);
@@ -142,14 +173,19 @@ int CInstanceManager::reclaimInstanceNo(std::string key) {
   LockedFile file(path, O_RDWR, 0, "Unable to open file");
   const pid_t self = ACE_OS::getpid();
   for (int n = m_minInstanceNo; n <= m_maxInstanceNo; ++n) {
-    Record record;
+    Record record{};
     errno = 0;
     if (!file.read(record)) {
       recorded.note("Read failed with error", errno);
       break;
     }
     if (record.owner != self && ACE::process_active(record.owner) != 1) {
-      file.seek(offsetOf(record.number));
+      // A record whose number lies before the range cannot be written back
+      // in place; writing where the file stands would overwrite the next one.
+      if (!file.seek(offsetOf(record.number))) {
+        recorded.note("Write failed with error", errno);
+        continue;
+      }
       record.owner = -1;
       if (!file.write(record)) recorded.note("Write failed with error", errno);
     }
@@ -164,10 +200,11 @@ int CInstanceManager::releaseInstanceNo(std::string key, int number) {
   if (!exists(path)) fail("Didn't find the file");
   Recorded recorded;
   LockedFile file(path, O_RDWR, 0, "Unable to open file");
-  file.seek(offsetOf(number));
-  Record record;
+  Record record{};
   errno = 0;
-  if (file.read(record)) {
+  // A number before the range has no record; reading from wherever the
+  // file stands would free someone else's.
+  if (file.seek(offsetOf(number)) && file.read(record)) {
     file.seek(offsetOf(number));
     record.owner = -1;
     if (!file.write(record)) recorded.note("Write failed with error", errno);
@@ -184,7 +221,7 @@ int CInstanceManager::readInstanceNoFile(std::string path) {
   if (handle == ACE_INVALID_HANDLE) fail("Unable to open file");
   Recorded recorded;
   for (int n = m_minInstanceNo; n <= m_maxInstanceNo; ++n) {
-    Record record;
+    Record record{};
     errno = 0;
     if (ACE_OS::read(handle, &record, sizeof record) <= 0) {
       recorded.note("Write failed with error", errno);  // Kept: the read path reports this text.
