@@ -17,7 +17,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   try {
     SHitachiVirtualDisk disk;
     disk.deserialize(text.c_str());
-    disk.serialize();
+    // What was read, written again, must read back to the same text, unless
+    // a field holds tag characters (which writers never produce).
+    const ACE_CString written = disk.serialize();
+    const std::string texts = disk.m_deviceId + disk.m_enclosureId + disk.m_hostInfo.m_hostGroupName;
+    if (texts.find_first_of("<>") == std::string::npos) {
+      SHitachiVirtualDisk again;
+      again.deserialize(written.c_str());
+      if (again.serialize() != written) __builtin_trap();
+    }
   } catch (const invalidData&) {
   }
   SHitachiSnapPair pair;

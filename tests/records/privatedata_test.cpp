@@ -120,15 +120,6 @@ TEST(PrivateDataFactoryLifetime, FactoryReleasesNodesNeverDeallocated) {
   EXPECT_FALSE(next->allocate(&node.domain, false).isNull());
 }
 
-TEST(HitachiPrivateData, BothDeviceRecordsStartEmpty) {
-  Node node(kSource);
-  CHitachiPrivateData data(&node.objid, true);
-  EXPECT_EQ(kSource, data.getObjName());
-  EXPECT_TRUE(data.getIsAltNode());
-  for (const SHitachiVirtualDisk* disk : {&data.m_vdisk, &data.m_vdiskCopy})
-    EXPECT_STREQ(SHitachiVirtualDisk().serialize().c_str(), disk->serialize().c_str());
-}
-
 // The targets come from the manager's "snapshot_resource_spec".
 class ConfiguredTargets : public ::testing::Test {
  protected:
@@ -156,12 +147,11 @@ TEST_F(ConfiguredTargets, ConfiguredDeviceTakesTheConfigPathWithTargetsInOrder) 
 TEST_F(ConfiguredTargets, UnconfiguredDeviceIsDiscovered) {
   manager()->setSnapshotResourceSpec(std::string(kSource) + " = t##7");
   Node other("UDID##HITACHI##HDS##410##13");
-  CFiPrivateData data(&other.objid, false);
+  CFiPrivateData data(&other.objid, false), nameless(nullptr, false);
   EXPECT_EQ(1, data.selectTargetFromConfigData());
+  EXPECT_EQ(1, nameless.selectTargetFromConfigData());
   EXPECT_EQ("", data.getConfiguredTarget());
   EXPECT_TRUE(data.getTargets().empty());
-  CFiPrivateData nameless(nullptr, false);
-  EXPECT_EQ(1, nameless.selectTargetFromConfigData());
 }
 
 TEST_F(ConfiguredTargets, ValueComesFromTheParameterAndABadOneKeepsTheOld) {

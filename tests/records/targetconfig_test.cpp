@@ -32,18 +32,13 @@ TEST_F(TargetConfig, ReadsSourcesWithTheirTargetsInOrder) {
       "# administrator's targets\n"
       "UDID##HP##XP##520002##300 = UDID##HP##XP##520002##600, UDID##HP##XP##520002##601\n"
       "\n"
-      "UDID##HITACHI##HDS##410001##256 = UDID##HITACHI##HDS##410001##512\n");
+      "node UDID##A##B##1##2 = t##3\n"
+      "UDID##A##B##1##2 = t##4; UDID##A##B##1##5 = t##6");
   EXPECT_EQ((Targets{"UDID##HP##XP##520002##600", "UDID##HP##XP##520002##601"}),
             config.targetsFor("UDID##HP##XP##520002##300"));
-  EXPECT_EQ((Targets{"UDID##HITACHI##HDS##410001##512"}),
-            config.targetsFor("UDID##HITACHI##HDS##410001##256"));
-  EXPECT_TRUE(config.targetsFor("UDID##HP##XP##520002##301").empty());
-}
-
-TEST_F(TargetConfig, SeveralEntriesForOneSourceAddTargetsInOrder) {
-  config.parse("UDID##A##B##1##2 = t##3\nUDID##A##B##1##2 = t##4; UDID##A##B##1##5 = t##6");
-  EXPECT_EQ((Targets{"t##3", "t##4"}), config.targetsFor("UDID##A##B##1##2"));
+  EXPECT_EQ((Targets{"t##3", "t##4"}), config.targetsFor("<hitachifi>UDID##A##B##1##2"));
   EXPECT_EQ((Targets{"t##6"}), config.targetsFor("UDID##A##B##1##5"));
+  EXPECT_TRUE(config.targetsFor("UDID##A##B##1##22").empty());
 }
 
 TEST_F(TargetConfig, CommentsEndLinesButUdidSeparatorsDoNot) {
@@ -52,18 +47,6 @@ TEST_F(TargetConfig, CommentsEndLinesButUdidSeparatorsDoNot) {
       "UDID##HITACHI ##OPEN-V ##410##12 = UDID##HITACHI ##OPEN-V ##410##40   # db volume\r\n");
   EXPECT_EQ((Targets{"UDID##HITACHI ##OPEN-V ##410##40"}),
             config.targetsFor("UDID##HITACHI ##OPEN-V ##410##12"));
-}
-
-TEST_F(TargetConfig, SourceIsMatchedFromItsUdidPrefixOn) {
-  config.parse("node UDID##A##B##1##2 = t##3");
-  EXPECT_EQ((Targets{"t##3"}), config.targetsFor("<hitachifi>UDID##A##B##1##2"));
-  EXPECT_TRUE(config.targetsFor("UDID##A##B##1##22").empty());
-}
-
-TEST_F(TargetConfig, EmptyTextConfiguresNothing) {
-  config.parse("UDID##A##B##1##2 = t##3");
-  config.parse(" \n# nothing\n;;\n");
-  EXPECT_TRUE(config.empty());
 }
 
 TEST_F(TargetConfig, MalformedEntriesNameTheirLine) {
@@ -85,15 +68,12 @@ TEST_F(TargetConfig, MalformedEntriesNameTheirLine) {
             errorFor("UDID##A##B##1##2 = t##3\nUDID##A##B##1##2 = t##3"));
 }
 
-TEST_F(TargetConfig, MalformedTextKeepsThePreviousConfiguration) {
+TEST_F(TargetConfig, MalformedTextKeepsThePreviousConfigurationAndAnEmptyOneClearsIt) {
   config.parse("UDID##A##B##1##2 = t##3");
   EXPECT_NE("", errorFor("UDID##A##B##1##2 = t##4\nbroken"));
   EXPECT_EQ((Targets{"t##3"}), config.targetsFor("UDID##A##B##1##2"));
-}
-
-TEST_F(TargetConfig, DeviceIdIsTheTextAfterTheLastSeparator) {
-  EXPECT_EQ("77", CFiTargetConfig::deviceIdOf("a##b##77"));
-  EXPECT_EQ("", CFiTargetConfig::deviceIdOf("abc"));
+  config.parse(" \n# nothing\n;;\n");
+  EXPECT_TRUE(config.empty());
 }
 
 }  // namespace

@@ -23,37 +23,21 @@ class Udid : public ::testing::Test {
 };
 
 TEST_F(Udid, ParsesVendorProductEnclosureAndDevice) {
-  CFiUdid udid("UDID##HITACHI##HDS##410##12");
+  CFiUdid udid("<hitachifi>UDID##HITACHI##HDS##410##12");  // the prefix may stand anywhere
   EXPECT_EQ("HITACHI", udid.getVendor());
   EXPECT_EQ("HDS", udid.getProduct());
   EXPECT_EQ("410", udid.getEnclosureId());
   EXPECT_EQ("12", udid.getDeviceId());
   EXPECT_TRUE(udid.hasEnclosureId());
-}
-
-TEST_F(Udid, WithoutEnclosureTheLastPartIsTheDevice) {
-  CFiUdid udid("UDID##A##B##C");
-  EXPECT_EQ("C", udid.getDeviceId());
-  EXPECT_EQ("", udid.getEnclosureId());
-  EXPECT_FALSE(udid.hasEnclosureId());
-}
-
-TEST_F(Udid, DeviceIdKeepsFurtherSeparators) {
-  CFiUdid udid("UDID##A##B##C##D##E");
+  udid.parse("UDID##A##B##C##D##E");  // the device keeps further separators
   EXPECT_EQ("C", udid.getEnclosureId());
   EXPECT_EQ("D##E", udid.getDeviceId());
 }
 
-TEST_F(Udid, PrefixIsFoundAnywhereInTheText) {
-  CFiUdid udid("<hitachifi>UDID##HP##XP##520002##300");
-  EXPECT_EQ("HP", udid.getVendor());
-  EXPECT_EQ("520002", udid.getEnclosureId());
-  EXPECT_EQ("300", udid.getDeviceId());
-}
-
-TEST_F(Udid, ParseClearsThePreviousParts) {
+TEST_F(Udid, ParseClearsThePreviousPartsAndALoneLastPartIsTheDevice) {
   CFiUdid udid("UDID##HITACHI##HDS##410##12");
   udid.parse("UDID##A##B##C");
+  EXPECT_EQ("C", udid.getDeviceId());
   EXPECT_EQ("", udid.getEnclosureId());
   EXPECT_FALSE(udid.hasEnclosureId());
   EXPECT_THROW(udid.parse("UDID##A"), CFiUdidException);

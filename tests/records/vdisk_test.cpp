@@ -10,15 +10,15 @@
 
 namespace {
 
+// clang-format off
 const std::string kReference =
-    "<Vdisk><DeviceId>12</DeviceId><EnclosureId>410</EnclosureId><IsCmdDevice>0</"
-    "IsCmdDevice><SupportTrueCopy>0</"
-    "SupportTrueCopy><SupportShadowImage>1</SupportShadowImage><SupportSnapshot>0</"
-    "SupportSnapshot><IsSnap>0</"
-    "IsSnap><HostInfo><PortNo>0</PortNo><HostGroupNo>1</HostGroupNo><HostGroupName>G1</HostGroupName></"
-    "HostInfo><PairList><SnapPair><MUN>0</MUN><LUN>40</LUN><Status>3</Status><SerialNo>410</SerialNo></"
-    "SnapPair></"
-    "PairList></Vdisk>";
+    "<Vdisk><DeviceId>12</DeviceId><EnclosureId>410</EnclosureId>"
+    "<IsCmdDevice>0</IsCmdDevice><SupportTrueCopy>0</SupportTrueCopy>"
+    "<SupportShadowImage>1</SupportShadowImage><SupportSnapshot>0</SupportSnapshot><IsSnap>0</IsSnap>"
+    "<HostInfo><PortNo>0</PortNo><HostGroupNo>1</HostGroupNo><HostGroupName>G1</HostGroupName></HostInfo>"
+    "<PairList><SnapPair><MUN>0</MUN><LUN>40</LUN><Status>3</Status><SerialNo>410</SerialNo></SnapPair>"
+    "</PairList></Vdisk>";
+// clang-format on
 
 std::string text(const ACE_CString& s) { return std::string(s.c_str(), s.length()); }
 
@@ -45,15 +45,15 @@ class DeviceRecords : public ::testing::Test {
     return p;
   }
   static void expectSamePair(const SHitachiSnapPair& a, const SHitachiSnapPair& b) {
-    EXPECT_EQ(a.m_muNumber, b.m_muNumber);
-    EXPECT_EQ(a.m_status, b.m_status);
-    EXPECT_EQ(a.m_lun, b.m_lun);
-    EXPECT_EQ(a.m_serialNo, b.m_serialNo);
+    EXPECT_EQ(text(a.serialize()), text(b.serialize()));
   }
 };
 
 TEST_F(DeviceRecords, VdiskWritesTheReferenceLineByteForByte) {
   EXPECT_EQ(kReference, text(referenceDisk().serialize()));
+  SHitachiVirtualDisk disk = referenceDisk();
+  disk.deserialize(kReference.c_str());
+  EXPECT_EQ(2u, disk.m_pairList.size());  // read pairs are appended
 }
 
 TEST_F(DeviceRecords, PairAndHostInfoRoundTripNegativeNumbersFromInsideLongerTexts) {
@@ -89,16 +89,7 @@ TEST_F(DeviceRecords, VdiskRoundTripsEveryWrittenField) {
   back.deserialize(disk.serialize().c_str());
   EXPECT_EQ(99u, back.m_reserved);  // never written: the reader's values stay
   EXPECT_EQ(7, back.m_deviceNumber);
-  EXPECT_EQ("12", back.m_deviceId);
-  EXPECT_EQ("410", back.m_enclosureId);
-  EXPECT_TRUE(back.m_isCmdDevice && back.m_supportTrueCopy && back.m_supportSnapshot && back.m_isSnap);
-  EXPECT_FALSE(back.m_supportShadowImage);
-  EXPECT_EQ(-3, back.m_hostInfo.m_portNo);
-  EXPECT_EQ(INT_MAX, back.m_hostInfo.m_hostGroupNo);
-  EXPECT_EQ("G1", back.m_hostInfo.m_hostGroupName);
-  ASSERT_EQ(2u, back.m_pairList.size());
-  expectSamePair(disk.m_pairList[0], back.m_pairList[0]);
-  expectSamePair(disk.m_pairList[1], back.m_pairList[1]);
+  EXPECT_EQ(text(disk.serialize()), text(back.serialize()));  // every written field came back
 }
 
 TEST_F(DeviceRecords, EmptyTextsAndEmptyPairListRoundTrip) {
@@ -135,37 +126,24 @@ TEST_F(DeviceRecords, FirstOfTwoVdisksAlsoReceivesTheSecondsPairs) {
   expectSamePair(second.m_pairList[0], b.m_pairList[0]);
 }
 
-TEST_F(DeviceRecords, ReadPairsAreAppendedToThePairList) {
-  SHitachiVirtualDisk disk = referenceDisk();
-  disk.deserialize(kReference.c_str());
-  EXPECT_EQ(2u, disk.m_pairList.size());
-}
-
-TEST_F(DeviceRecords, TextWithoutAVdiskLeavesTheRecordAlone) {
+// Texts that serialize() did not write: what is missing is left alone.
+TEST_F(DeviceRecords, MissingNodesLeaveTheirFieldsAlone) {
   SHitachiVirtualDisk disk = referenceDisk();
   disk.deserialize("no nodes at all");
   disk.deserialize("<Vdisk><DeviceId>99</DeviceId>");  // never closed
   disk.deserialize("");
   EXPECT_EQ(kReference, text(disk.serialize()));
-}
 
-TEST_F(DeviceRecords, MissingNodesLeaveTheirFieldsAlone) {
-  SHitachiVirtualDisk disk = referenceDisk();
   disk.deserialize("<Vdisk><EnclosureId>9</EnclosureId><HostInfo><PortNo>4</PortNo></HostInfo></Vdisk>");
-  EXPECT_EQ("12", disk.m_deviceId);
-  EXPECT_EQ("9", disk.m_enclosureId);
-  EXPECT_TRUE(disk.m_supportShadowImage);
-  EXPECT_EQ(4, disk.m_hostInfo.m_portNo);
-  EXPECT_EQ(1, disk.m_hostInfo.m_hostGroupNo);
-  EXPECT_EQ("G1", disk.m_hostInfo.m_hostGroupName);
-  EXPECT_EQ(1u, disk.m_pairList.size());
-}
+  SHitachiVirtualDisk expected = referenceDisk();
+  expected.m_enclosureId = "9";
+  expected.m_hostInfo.m_portNo = 4;
+  EXPECT_EQ(text(expected.serialize()), text(disk.serialize()));
 
-TEST_F(DeviceRecords, PairsOutsideAPairListAreNotRead) {
-  SHitachiVirtualDisk disk;
-  disk.deserialize("<Vdisk><DeviceId>1</DeviceId></Vdisk><SnapPair><MUN>1</MUN></SnapPair>");
-  EXPECT_EQ("1", disk.m_deviceId);
-  EXPECT_TRUE(disk.m_pairList.empty());
+  SHitachiVirtualDisk noList;  // pairs are read only after a "PairList"
+  noList.deserialize("<Vdisk><DeviceId>1</DeviceId></Vdisk><SnapPair><MUN>1</MUN></SnapPair>");
+  EXPECT_EQ("1", noList.m_deviceId);
+  EXPECT_TRUE(noList.m_pairList.empty());
 }
 
 TEST_F(DeviceRecords, BadTruthValueThrowsWithTheRecordPartlyFilled) {
