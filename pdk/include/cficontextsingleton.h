@@ -1,6 +1,8 @@
 #ifndef FRIM_PDK_CFICONTEXTSINGLETON_H
 #define FRIM_PDK_CFICONTEXTSINGLETON_H
 
+#include <utility>
+
 #include "cfismartptr.h"
 
 // Tag that makes one plugin's singletons distinct from another's. Every
@@ -30,7 +32,7 @@ class CFiContextSingleton {
     }
     if (held.isNull()) {
       Ptr created(true);
-      held = created;
+      held = std::move(created);  // the holder's is the one count
     }
     return held;
   }

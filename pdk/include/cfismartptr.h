@@ -46,13 +46,15 @@ class CFiSmartPtr {
 
   CFiSmartPtr(CFiSmartPtr&& other) noexcept : m_ptr(other.m_ptr) { other.m_ptr = nullptr; }
 
-  // Releases the old object first; self-assignment changes nothing.
+  // Self-assignment (or the same object again) changes nothing. Otherwise
+  // the old object is released first and the new one then counted: an
+  // object must not be assigned from a pointer that only the old target
+  // keeps alive.
   CFiSmartPtr& operator=(const CFiSmartPtr& other) {
     if (this != &other && m_ptr != other.m_ptr) {
       T* incoming = other.m_ptr;
-      if (incoming) incoming->increment();
       release();
-      m_ptr = incoming;
+      attach(incoming);
     }
     return *this;
   }
@@ -72,15 +74,17 @@ class CFiSmartPtr {
   // else the count that decrement() reported. At zero the count is put back
   // to 1 before the delete, so anything that takes and drops a reference to
   // the object while it is being destroyed cannot delete it a second time.
+  // While the object is being destroyed this pointer still names it, so a
+  // destructor that reaches the same holder finds the dying object rather
+  // than creating a new one.
   int release() {
     if (m_ptr == nullptr) return -1;
-    T* object = m_ptr;
-    m_ptr = nullptr;
-    int count = object->decrement();
+    int count = m_ptr->decrement();
     if (count == 0) {
-      object->increment();
-      delete object;
+      m_ptr->increment();
+      delete m_ptr;
     }
+    m_ptr = nullptr;
     return count;
   }
 

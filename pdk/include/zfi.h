@@ -26,22 +26,25 @@ extern "C" {
 /* Status codes. 0 is success; the rest are what the plugin returns. */
 enum {
   ZFI_OK = 0,
-  ZFI_E_DELAYED_INIT = 1,   /* delayed initialisation failed on this call */
-  ZFI_E_FAILED = 2,         /* generic failure of a kit default */
-  ZFI_E_INVALID = 3,        /* refused request or invalid argument */
-  ZFI_E_USE_SESSION = 4,    /* use the session form; refused import mode */
-  ZFI_E_NO_PRIVDATA = 5,    /* private data cannot be allocated */
-  ZFI_E_REPORTED = 6,       /* failure reported through the error manager */
-  ZFI_E_VERSION = 7,        /* null version record at init */
-  ZFI_E_NOT_SUPPORTED = 8,  /* operation not offered by this provider */
-  ZFI_E_RMLIB = 30          /* RAID Manager library cannot be initialised */
+  ZFI_E_DELAYED_INIT = 1,  /* delayed initialisation failed on this call */
+  ZFI_E_FAILED = 2,        /* generic failure of a kit default */
+  ZFI_E_INVALID = 3,       /* refused request or invalid argument */
+  ZFI_E_USE_SESSION = 4,   /* use the session form; refused import mode */
+  ZFI_E_NO_PRIVDATA = 5,   /* private data cannot be allocated */
+  ZFI_E_REPORTED = 6,      /* failure reported through the error manager */
+  ZFI_E_VERSION = 7,       /* null version record at init */
+  ZFI_E_NOT_SUPPORTED = 8, /* operation not offered by this provider */
+  ZFI_E_RMLIB = 30         /* RAID Manager library cannot be initialised */
 };
 
 /* Bits of zfi_domain.flags. */
 enum {
-  ZFI_NODE_MADE = 0x1,  /* set by make for each node it returns */
-  ZFI_NODE_READY = 0x8  /* set by isready for a node ready to be split */
+  ZFI_NODE_MADE = 0x1, /* set by make for each node it returns */
+  ZFI_NODE_READY = 0x8 /* set by isready for a node ready to be split */
 };
+
+/* Restore flags word (restore accepts 0 and any value with one of the bits). */
+enum { ZFI_RESTORE_DEFAULT = 0x0, ZFI_RESTORE_START = 0x1, ZFI_RESTORE_PARTIAL = 0x100 };
 
 /* Object identifier: the framework's handle of an object, named by a text. */
 typedef struct frim_objid {
@@ -53,18 +56,18 @@ typedef struct frim_objid {
 /* A node of the framework's object tree. */
 typedef struct zfi_domain {
   uint32_t type;
-  uint32_t flags;       /* ZFI_NODE_* bits */
-  char* name;           /* the node's name: its device's UDID text */
-  frim_objid* objid;    /* the node's object */
-  void* private_data;   /* the plugin's slot; the framework never reads it */
+  uint32_t flags;     /* ZFI_NODE_* bits */
+  char* name;         /* the node's name: its device's UDID text */
+  frim_objid* objid;  /* the node's object */
+  void* private_data; /* the plugin's slot; the framework never reads it */
   struct zfi_domain* parent;
 } zfi_domain;
 
 /* A node handed to select, prepare, make and isready. */
 typedef struct zfi_splitnode {
-  char* fim_name;        /* the snapshot method chosen for the node */
+  char* fim_name; /* the snapshot method chosen for the node */
   zfi_domain* node;
-  zfi_domain* alt_node;  /* optional second node (the snapshot side), may be null */
+  zfi_domain* alt_node; /* optional second node (the snapshot side), may be null */
 } zfi_splitnode;
 
 /* An opaque block of bytes the framework keeps for the provider. */
@@ -92,13 +95,13 @@ typedef struct zfi_msg_arg {
 
 /* A message reported by the provider (get_last_error). */
 typedef struct zfi_msg_info {
-  int msg_index;          /* catalog index, message index offset applied */
+  int msg_index; /* catalog index, message index offset applied */
   zfi_eseverity severity;
-  char* msg_id;           /* e.g. "MSG_ERROR_HITACHI_COMMAND_FAILED" */
-  char* text;             /* English text with its arguments */
+  char* msg_id; /* e.g. "MSG_ERROR_HITACHI_COMMAND_FAILED" */
+  char* text;   /* English text with its arguments */
   int arg_count;
   zfi_msg_arg* args;
-  char* file;             /* where the message is defined */
+  char* file; /* where the message is defined */
   int line;
 } zfi_msg_info;
 

@@ -36,7 +36,9 @@ void setNull(T** out, U* count) {
 
 CFiPblmOps::CFiPblmOps() = default;
 CFiPblmOps::~CFiPblmOps() = default;
-void CFiPblmOps::record(const std::string& node, const std::string& problem) { m_problems.emplace(node, problem); }
+void CFiPblmOps::record(const std::string& node, const std::string& problem) {
+  m_problems.emplace(node, problem);
+}
 
 CFiPluginBase::CFiPluginBase() = default;
 
@@ -76,16 +78,36 @@ void CFiPluginBase::fini() {}
 int CFiPluginBase::errMsg(int code, char const** text) {
   if (text == nullptr) return ZFI_E_INVALID;
   switch (code) {
-    case ZFI_OK: *text = "success"; break;
-    case ZFI_E_DELAYED_INIT: *text = "delayed initialisation failed"; break;
-    case ZFI_E_INVALID: *text = "invalid argument or refused request"; break;
-    case ZFI_E_USE_SESSION: *text = "use the session form of the operation"; break;
-    case ZFI_E_NO_PRIVDATA: *text = "private data cannot be allocated"; break;
-    case ZFI_E_REPORTED: *text = "failure reported through the error manager"; break;
-    case ZFI_E_VERSION: *text = "no version record"; break;
-    case ZFI_E_NOT_SUPPORTED: *text = "operation not supported by this provider"; break;
-    case ZFI_E_RMLIB: *text = "the RAID Manager library cannot be initialised"; break;
-    default: *text = "unknown status"; break;
+    case ZFI_OK:
+      *text = "success";
+      break;
+    case ZFI_E_DELAYED_INIT:
+      *text = "delayed initialisation failed";
+      break;
+    case ZFI_E_INVALID:
+      *text = "invalid argument or refused request";
+      break;
+    case ZFI_E_USE_SESSION:
+      *text = "use the session form of the operation";
+      break;
+    case ZFI_E_NO_PRIVDATA:
+      *text = "private data cannot be allocated";
+      break;
+    case ZFI_E_REPORTED:
+      *text = "failure reported through the error manager";
+      break;
+    case ZFI_E_VERSION:
+      *text = "no version record";
+      break;
+    case ZFI_E_NOT_SUPPORTED:
+      *text = "operation not supported by this provider";
+      break;
+    case ZFI_E_RMLIB:
+      *text = "the RAID Manager library cannot be initialised";
+      break;
+    default:
+      *text = "unknown status";
+      break;
   }
   return ZFI_OK;
 }
@@ -179,23 +201,44 @@ void CFiPluginInterposer::addIgnoreNodeType(int type) { m_ignoredNodeTypes.inser
 void CFiPluginInterposer::setDefaultNodeType(int type) { m_defaultNodeType = type; }
 bool CFiPluginInterposer::isIgnoredNodeType(int type) const { return m_ignoredNodeTypes.count(type) != 0; }
 
+namespace {
+
+bool startsWith(const std::string& text, const std::string& prefix) {
+  return text.compare(0, prefix.size(), prefix) == 0;
+}
+
+}  // namespace
+
 bool CFiPluginInterposer::isGroupNode(ACE_CString udid) {
   const std::string text(udid.c_str(), udid.length());
-  for (const std::string& prefix : m_groupPrefixes) {
-    if (text.compare(0, prefix.size(), prefix) == 0) return true;
+  for (const auto& entry : m_fims) {
+    if (entry.second.m_name.empty() && startsWith(text, entry.first)) return true;
   }
   return false;
 }
 
-void CFiPluginInterposer::addFim(std::string udidPrefix, std::string fimName, std::string quiesceMode, int level,
-                                 std::string text) {
-  m_fims.push_back(CFiFimDefinition{udidPrefix, fimName, quiesceMode, level, text});
+void CFiPluginInterposer::addGroupNodePrefix(const std::string& prefix) {
+  m_fims.emplace(prefix,
+                 CFiFimDefinition{prefix, std::string(), std::string(), m_groupNodeType, std::string()});
+}
+
+void CFiPluginInterposer::addFim(std::string udidPrefix, std::string fimName, std::string quiesceMode,
+                                 int level, std::string text) {
+  m_fims.emplace(udidPrefix, CFiFimDefinition{udidPrefix, fimName, quiesceMode, level, text});
+}
+
+std::vector<CFiFimDefinition> CFiPluginInterposer::getFims() const {
+  std::vector<CFiFimDefinition> fims;
+  for (const auto& entry : m_fims) {
+    if (!entry.second.m_name.empty()) fims.push_back(entry.second);
+  }
+  return fims;
 }
 
 std::vector<CFiFimDefinition> CFiPluginInterposer::fimsForUdid(const std::string& udid) const {
   std::vector<CFiFimDefinition> matching;
-  for (const CFiFimDefinition& fim : m_fims) {
-    if (udid.compare(0, fim.m_udidPrefix.size(), fim.m_udidPrefix) == 0) matching.push_back(fim);
+  for (const CFiFimDefinition& fim : getFims()) {
+    if (startsWith(udid, fim.m_udidPrefix)) matching.push_back(fim);
   }
   return matching;
 }
@@ -206,16 +249,29 @@ int CFiPluginBase::delayedInit() { return ZFI_OK; }
 int CFiPluginBase::init() { return ZFI_OK; }
 int CFiPluginInterposer::supportsFiType(zfi_domain*, char*) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::deportTree(zfi_domain*, zfi_domain*, zfi_accessnode*) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginInterposer::importTreeNode(zfi_domain*, frim_objid**, frim_objid**, int, frim_objid**) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginInterposer::importTreeNode(zfi_domain*, frim_objid**, frim_objid**, int, frim_objid**) {
+  return ZFI_E_NOT_SUPPORTED;
+}
 int CFiPluginInterposer::initNode(zfi_domain*, zfi_domain**, int, frim_objid*) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::config(zfi_domain*, int, char*, zfi_confspec*) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginInterposer::initAltNode(zfi_domain*, zfi_domain*, zfi_domain*, bool) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginBase::reAccessTmpObj(zfi_domain*, frim_objid*, char*, zfi_domain*, char*, zfi_intent) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginBase::reAccessAltNode(zfi_domain*, frim_objid*, frim_objid*, char*, frim_objid**, frim_objid**, int, zfi_intent) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginInterposer::initAltNode(zfi_domain*, zfi_domain*, zfi_domain*, bool) {
+  return ZFI_E_NOT_SUPPORTED;
+}
+int CFiPluginBase::reAccessTmpObj(zfi_domain*, frim_objid*, char*, zfi_domain*, char*, zfi_intent) {
+  return ZFI_E_NOT_SUPPORTED;
+}
+int CFiPluginBase::reAccessAltNode(zfi_domain*, frim_objid*, frim_objid*, char*, frim_objid**, frim_objid**,
+                                   int, zfi_intent) {
+  return ZFI_E_NOT_SUPPORTED;
+}
 int CFiPluginInterposer::deInitNode(zfi_domain*) { return ZFI_OK; }
-int CFiPluginBase::dispose(zfi_domain*, zfi_domain*, zfi_splitnode*, zfi_disposition) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::dispose(zfi_domain*, zfi_domain*, zfi_splitnode*, zfi_disposition) {
+  return ZFI_E_NOT_SUPPORTED;
+}
 int CFiPluginBase::online(zfi_domain*, zfi_domain*, int, zfi_disposition) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginBase::buildAltTree(zfi_domain*, char*, frim_objid**, frim_objid**, int, frim_objid**) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::buildAltTree(zfi_domain*, char*, frim_objid**, frim_objid**, int, frim_objid**) {
+  return ZFI_E_NOT_SUPPORTED;
+}
 int CFiPluginBase::quiesce(zfi_quiescenode**, int, char*) { return ZFI_OK; }
 int CFiPluginBase::unquiesce(zfi_quiescenode**, int) { return ZFI_OK; }
 int CFiPluginBase::make(char*, zfi_splitnode**, int, frim_objid***, int*) { return ZFI_E_USE_SESSION; }
@@ -228,15 +284,25 @@ int CFiPluginBase::isReady(char*, zfi_splitnode**, int) { return ZFI_E_NOT_SUPPO
 int CFiPluginBase::cacheDisable(zfi_domain*, int) { return ZFI_OK; }
 int CFiPluginBase::cacheEnable(zfi_domain*, int) { return ZFI_OK; }
 int CFiPluginBase::cacheFlush(zfi_domain*, int) { return ZFI_OK; }
-int CFiPluginBase::getAttr(zfi_domain*, zfi_domain*, zfi_splitnode*, zfi_attributes*) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::getAttr(zfi_domain*, zfi_domain*, zfi_splitnode*, zfi_attributes*) {
+  return ZFI_E_NOT_SUPPORTED;
+}
 int CFiPluginBase::isValidNodeAssociation(zfi_assoc*, int*) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::objctl(ACE_CString, CFiObjctlArgs&) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginBase::processProviderState(zfi_domain*, zfi_blob*, zfi_op_providerstate) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::processProviderState(zfi_domain*, zfi_blob*, zfi_op_providerstate) {
+  return ZFI_E_NOT_SUPPORTED;
+}
 int CFiPluginBase::enableAccess(zfi_node_subobj_list*, long, int, int) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::disableAccess(zfi_node_subobj_list*, long) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginBase::restore(frim_objid**, frim_objid**, long, char*, char*, char***, long*, long, long*) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginBase::resync(frim_objid**, frim_objid**, long, char*, char*, long, long*) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginBase::getStatus(frim_objid**, frim_objid**, long, char*, long, long*) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::restore(frim_objid**, frim_objid**, long, char*, char*, char***, long*, long, long*) {
+  return ZFI_E_NOT_SUPPORTED;
+}
+int CFiPluginBase::resync(frim_objid**, frim_objid**, long, char*, char*, long, long*) {
+  return ZFI_E_NOT_SUPPORTED;
+}
+int CFiPluginBase::getStatus(frim_objid**, frim_objid**, long, char*, long, long*) {
+  return ZFI_E_NOT_SUPPORTED;
+}
 int CFiPluginBase::prePrepare(zfi_domain*) { return ZFI_OK; }
 int CFiPluginBase::resourceStatus(frim_objid*, long, long*, zfi_msg_info**) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::revisitPluginNodes(zfi_pgn_node_list*) { return ZFI_OK; }
@@ -244,38 +310,54 @@ int CFiPluginBase::verifyQSCombos(zfi_splitnode**, int) { return ZFI_OK; }
 int CFiPluginBase::setImportOptions(zfi_splitnode**, int, zfi_host_infn*, int, void*) { return ZFI_OK; }
 int CFiPluginBase::startBuildAltTree(zfi_domain*, frim_objid**, void*) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::translateResourceNames(char**, int, char**) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginInterposer::importResource(char**, char*, char*, char*, int, char**, char*) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginBase::format(char**, int, char*, char*, char*, int, char***, int*) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginBase::onlineResource(char**, int, char*, char*, char*, char*, int, char***, int*) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginInterposer::importResource(char**, char*, char*, char*, int, char**, char*) {
+  return ZFI_E_NOT_SUPPORTED;
+}
+int CFiPluginBase::format(char**, int, char*, char*, char*, int, char***, int*) {
+  return ZFI_E_NOT_SUPPORTED;
+}
+int CFiPluginBase::onlineResource(char**, int, char*, char*, char*, char*, int, char***, int*) {
+  return ZFI_E_NOT_SUPPORTED;
+}
 int CFiPluginInterposer::deportResource(char*, char*, char*, char*, int) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::isParentPgn(char*, int*, int) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::unformat(char**, int, int) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::preDeportResource(char*, int, char*) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginBase::refreshTree(zfi_domain*, int, int, zfi_resource*, int, int*, void*, int) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::refreshTree(zfi_domain*, int, int, zfi_resource*, int, int*, void*, int) {
+  return ZFI_E_NOT_SUPPORTED;
+}
 int CFiPluginBase::getBackupset(zfi_domain*, int, char**, int, zfi_bkupset*) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::getAppStatus(zfi_domain*, int, void*) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::setOpStatus(zfi_domain*, int) { return ZFI_OK; }
 int CFiPluginBase::setCompStatus(zfi_domain*, int, char*, int) { return ZFI_OK; }
 int CFiPluginBase::setRestorepaths(zfi_domain*, char*, int) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::createSnapReplicaNode(zfi_domain*, zfi_snapreplica_ele*) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginBase::updateSnapshotId(zfi_domain*, zfi_domain*, zfi_snapreplica_ele*, int) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::updateSnapshotId(zfi_domain*, zfi_domain*, zfi_snapreplica_ele*, int) {
+  return ZFI_E_NOT_SUPPORTED;
+}
 int CFiPluginBase::preselect(zfi_splitnode*, char*, zfi_splitnode**, int) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::updateSnapshotHandle(CFiSessionPtr&, zfi_snapreplica_ele*) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginBase::getSnapdiff(zfi_domain*, zfi_snapreplica_ele*, zfi_snapreplica_ele*, TrieNode_*) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::getSnapdiff(zfi_domain*, zfi_snapreplica_ele*, zfi_snapreplica_ele*, TrieNode_*) {
+  return ZFI_E_NOT_SUPPORTED;
+}
 int CFiPluginBase::postDeport(zfi_domain*, zfi_domain*) { return ZFI_OK; }
 
 // The base has no node model; the interposer layer answers these.
 int CFiPluginBase::claim(frim_objid*, frim_objid***, int*) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::supportsFiType(zfi_domain*, char*) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginBase::importTreeNode(zfi_domain*, frim_objid**, frim_objid**, int, frim_objid**) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::importTreeNode(zfi_domain*, frim_objid**, frim_objid**, int, frim_objid**) {
+  return ZFI_E_NOT_SUPPORTED;
+}
 int CFiPluginBase::initNode(zfi_domain*, zfi_domain**, int, frim_objid*) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::initAltNode(zfi_domain*, zfi_domain*, zfi_domain*, bool) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::deInitNode(zfi_domain*) { return ZFI_OK; }
 int CFiPluginBase::interpose(zfi_domain*, frim_objid**, frim_objid***, int*) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::checkNodeExistence(zfi_domain*, int*) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginBase::importResource(char**, char*, char*, char*, int, char**, char*) { return ZFI_E_NOT_SUPPORTED; }
+int CFiPluginBase::importResource(char**, char*, char*, char*, int, char**, char*) {
+  return ZFI_E_NOT_SUPPORTED;
+}
 int CFiPluginBase::deportResource(char*, char*, char*, char*, int) { return ZFI_E_NOT_SUPPORTED; }
-void CFiPluginBase::addIgnoreNodeType(int) {  }
-void CFiPluginBase::setDefaultNodeType(int) {  }
+void CFiPluginBase::addIgnoreNodeType(int) {}
+void CFiPluginBase::setDefaultNodeType(int) {}
 
 }  // namespace frim_pdk_4_4

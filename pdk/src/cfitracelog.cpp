@@ -41,7 +41,7 @@ void makeDirectories(const std::string& path) {
 CFiTraceLog::CFiTraceLog() { applyEnvironment(); }
 
 CFiTraceLog::~CFiTraceLog() {
-  closeFile();
+  if (m_fd >= 0) ::close(m_fd);
   m_errorManager.release();
   m_hostName.clear(true);
   m_path.clear(true);
@@ -121,15 +121,22 @@ void CFiTraceLog::vtrace(int level, char const* format, va_list args) {
 
   std::string line(static_cast<size_t>(m_maxLineLength) + 1, '\0');
   size_t room = line.size();
-  int used = std::snprintf(&line[0], room, "%04d-%02d-%02d %02d:%02d:%02d.%03d [pid %d] L%d %s: ",
-                           local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
-                           local.tm_min, local.tm_sec, static_cast<int>(now.tv_usec / 1000),
-                           static_cast<int>(::getpid()), level, m_name.length() ? m_name.c_str() : "pdk");
+  int used = std::snprintf(&line[0], room,
+                           "%04d-%02d-%02d %02d:%02d:%02d.%03d [pid %d] L%d %s: ", local.tm_year + 1900,
+                           local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
+                           static_cast<int>(now.tv_usec / 1000), static_cast<int>(::getpid()), level,
+                           m_name.length() ? m_name.c_str() : "pdk");
   if (used < 0) return;
   size_t length = static_cast<size_t>(used) < room ? static_cast<size_t>(used) : room - 1;
+  size_t bodyStart = length;
   int body = std::vsnprintf(&line[length], room - length, format, args);
-  if (body > 0) length += static_cast<size_t>(body) < room - length ? static_cast<size_t>(body) : room - length - 1;
+  if (body > 0)
+    length += static_cast<size_t>(body) < room - length ? static_cast<size_t>(body) : room - length - 1;
   line.resize(length);
+  // One call, one line: texts from the array may carry line breaks.
+  for (size_t i = bodyStart; i < length; ++i) {
+    if (line[i] == '\n' || line[i] == '\r') line[i] = ' ';
+  }
   line.push_back('\n');
 
   // One write per line: with O_APPEND the kernel places it whole at the end.

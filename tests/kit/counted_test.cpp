@@ -1,5 +1,10 @@
-// Counted pointers and context singletons.
+// Counted pointers, context singletons and the plugin base's layout.
 #include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
 
 #include "cficontextsingleton.h"
 #include "cfipluginbase.h"
@@ -8,103 +13,144 @@ using namespace frim_pdk_4_4;
 
 namespace {
 
-int g_destroyed = 0;
+std::vector<std::string> g_events;
 
+// Records every change of its count and its destruction.
 struct Counted : public virtual CFiRefCount {
-  ~Counted() override { ++g_destroyed; }
+  explicit Counted(const char* name = "t") : m_name(name) {}
+  ~Counted() override { g_events.push_back(m_name + " deleted"); }
+  int increment() override {
+    g_events.push_back(m_name + "+");
+    return CFiRefCount::increment();
+  }
+  int decrement() override {
+    g_events.push_back(m_name + "-");
+    return CFiRefCount::decrement();
+  }
+  std::string m_name;
 };
+using CountedPtr = CFiSmartPtr<Counted, CFiNullAllocator<Counted>>;
 
 // Takes and drops a counted pointer to itself while being destroyed.
 struct SelfReferencing : public virtual CFiRefCount {
   ~SelfReferencing() override {
     CFiSmartPtr<SelfReferencing, CFiNullAllocator<SelfReferencing>> again(this);
-    ++g_destroyed;
+    g_events.push_back("deleted");
   }
 };
 
-struct Widget : public virtual CFiRefCount {
-  int value = 6000;
-};
-struct OtherTag {};
-
 class CountedPointers : public ::testing::Test {
  protected:
-  void SetUp() override { g_destroyed = 0; }
+  void SetUp() override { g_events.clear(); }
 };
 
-TEST_F(CountedPointers, CopiesShareAndLastReleaseDeletes) {
+TEST_F(CountedPointers, CopiesShareAndOnlyTheLastReleaseDeletes) {
   CFiSmartPtr<Counted, CFiContextSingletonAllocator<Counted>> first(true);
-  EXPECT_EQ(1, first->getCount());
   auto copy = first;
   EXPECT_EQ(2, first->getCount());
   EXPECT_EQ(1, copy.release());
-  EXPECT_EQ(0, g_destroyed);
   EXPECT_EQ(0, first.release());
-  EXPECT_EQ(1, g_destroyed);
   EXPECT_TRUE(first.isNull());
+  // The count goes back to 1 before the delete.
+  EXPECT_EQ((std::vector<std::string>{"t+", "t+", "t-", "t-", "t+", "t deleted"}), g_events);
+  EXPECT_EQ(-1, first.release());
+  EXPECT_TRUE((CFiSmartPtr<Counted, CFiNullAllocator<Counted>>(true)).isNull());  // never creates
 }
 
-TEST_F(CountedPointers, ReleaseOfEmptyReturnsMinusOne) {
-  CFiSmartPtr<Counted, CFiNullAllocator<Counted>> empty;
-  EXPECT_EQ(-1, empty.release());
-  CFiSmartPtr<Counted, CFiNullAllocator<Counted>> nullAllocator(true);  // never creates
-  EXPECT_TRUE(nullAllocator.isNull());
-}
-
-TEST_F(CountedPointers, SelfAssignmentKeepsTheObject) {
-  CFiSmartPtr<Counted, CFiContextSingletonAllocator<Counted>> p(true);
-  auto& alias = p;
-  p = alias;
-  EXPECT_EQ(1, p->getCount());
-  EXPECT_EQ(0, g_destroyed);
-}
-
-TEST_F(CountedPointers, AssignmentReleasesTheOldTargetFirst) {
-  CFiSmartPtr<Counted, CFiContextSingletonAllocator<Counted>> a(true), b(true);
+TEST_F(CountedPointers, AssignmentReleasesTheOldTargetBeforeCountingTheNew) {
+  CountedPtr a(new Counted("a")), b(new Counted("b"));
+  auto& alias = a;
+  a = alias;
+  g_events.clear();
   a = b;
-  EXPECT_EQ(1, g_destroyed);
+  EXPECT_EQ((std::vector<std::string>{"a-", "a+", "a deleted", "b+"}), g_events);
   EXPECT_EQ(2, b->getCount());
 }
 
 TEST_F(CountedPointers, DestructionThatTakesAReferenceDeletesOnce) {
   CFiSmartPtr<SelfReferencing, CFiContextSingletonAllocator<SelfReferencing>> p(true);
   EXPECT_EQ(0, p.release());
-  EXPECT_EQ(1, g_destroyed);
+  EXPECT_EQ((std::vector<std::string>{"deleted"}), g_events);
 }
 
-TEST(ContextSingleton, TwoInstancesAreTheSameObjectWithCountOne) {
-  auto first = CFiContextSingleton<Widget, OtherTag>::instance(false);
-  auto second = CFiContextSingleton<Widget, OtherTag>::instance(false);
+TEST(ContextSingleton, SuccessiveInstancesShareOneObjectHeldOnce) {
+  struct Tag {};
+  using Singleton = CFiContextSingleton<Counted, Tag>;
+  EXPECT_TRUE(Singleton::instance(true).isNull());  // nothing to release, nothing made
+  auto first = Singleton::instance(false);
+  auto second = Singleton::instance(false);
   EXPECT_EQ(first.get(), second.get());
   first.release();
   second.release();
-  auto holder = CFiContextSingleton<Widget, OtherTag>::instance(false);
-  EXPECT_EQ(2, holder->getCount());  // the holder's and ours
-  holder.release();
-  CFiContextSingleton<Widget, OtherTag>::instance(true);
+  auto again = Singleton::instance(false);
+  EXPECT_EQ(2, again->getCount());  // the holder's and ours
+  again.release();
+  g_events.clear();
+  EXPECT_TRUE(Singleton::instance(true).isNull());
+  EXPECT_EQ("t deleted", g_events.back());
 }
 
-TEST(ContextSingleton, ReleaseOnEmptyHolderCreatesNothing) {
+TEST(ContextSingleton, AfterReleaseANewObjectHasTheConstructorDefaults) {
   struct Tag {};
-  using Singleton = CFiContextSingleton<Widget, Tag>;
-  EXPECT_TRUE(Singleton::instance(true).isNull());
-  EXPECT_TRUE(Singleton::instance(true).isNull());
-}
-
-TEST(ContextSingleton, AfterReleaseANewObjectWithDefaultsIsMade) {
-  struct Tag {};
-  auto plugin = CFiContextSingleton<CFiPluginInterposer, Tag>::instance(false);
+  using Singleton = CFiContextSingleton<CFiPluginInterposer, Tag>;
+  auto plugin = Singleton::instance(false);
   plugin->setMessageIndexOffset(17);
   plugin->setDelayedInitDone(true);
-  CFiPluginInterposer* old = plugin.get();
   plugin.release();
-  CFiContextSingleton<CFiPluginInterposer, Tag>::instance(true);
-  auto fresh = CFiContextSingleton<CFiPluginInterposer, Tag>::instance(false);
+  Singleton::instance(true);
+  auto fresh = Singleton::instance(false);
   EXPECT_EQ(6000, fresh->getMessageIndexOffset());
   EXPECT_FALSE(fresh->isDelayedInitDone());
-  (void)old;
+  EXPECT_EQ(2048, fresh->getDefaultNodeType());
+  EXPECT_EQ(4098, fresh->getGroupNodeType());
   fresh.release();
-  CFiContextSingleton<CFiPluginInterposer, Tag>::instance(true);
+  Singleton::instance(true);
+}
+
+// Index of a virtual operation in its class's table (Itanium C++ ABI: a
+// pointer to a virtual member holds 1 + the byte offset of its slot).
+template <class F>
+std::ptrdiff_t slotOf(F member) {
+  struct {
+    std::uintptr_t ptr;
+    std::ptrdiff_t adj;
+  } rep;
+  static_assert(sizeof(member) == sizeof(rep), "Itanium member pointer");
+  std::memcpy(&rep, &member, sizeof rep);
+  return static_cast<std::ptrdiff_t>((rep.ptr - 1) / sizeof(void*));
+}
+
+template <class... F>
+std::vector<std::ptrdiff_t> slotsOf(F... members) {
+  return {slotOf(members)...};
+}
+
+TEST(PluginBase, VirtualOperationsKeepTheFrameworksSlotOrder) {
+  using B = CFiPluginBase;
+  // Slot 1, the destructor, takes the first two entries of the table.
+  const std::vector<std::ptrdiff_t> slots = slotsOf(
+      &B::delayedInit, &B::globalConfigInfoList, &B::init, &B::fini, &B::claim, &B::supportsFiType,
+      &B::deportTree, &B::importTreeNode, &B::initNode, &B::config, &B::initAltNode, &B::reAccessTmpObj,
+      &B::reAccessAltNode, &B::deInitNode, &B::dispose, &B::online, &B::subobjList, &B::errMsg,
+      &B::buildAltTree, &B::quiesce, &B::unquiesce, &B::make, &B::makeSnapshots, &B::prepare,
+      &B::prepareSnapshots, &B::select, &B::selectSnapshots, &B::isReady, &B::cacheDisable, &B::cacheEnable,
+      &B::cacheFlush, &B::interpose, &B::getAttr, &B::getProviderInfo, &B::enumerateNodes,
+      &B::enumerateAssociations, &B::enumerateGroupNodes, &B::enumerateFims, &B::isValidNodeAssociation,
+      &B::getAssociatedNodes, &B::checkNodeExistence, &B::objctl, &B::processProviderState, &B::getLastError,
+      &B::delLastError, &B::getLocaleMessage, &B::delLocaleMessage, &B::enableAccess, &B::disableAccess,
+      &B::restore, &B::resync, &B::getStatus, &B::prePrepare, &B::queryValidSecondaries, &B::resourceStatus,
+      &B::revisitPluginNodes, &B::verifyQSCombos, &B::setImportOptions, &B::startBuildAltTree,
+      &B::translateResourceNames, &B::enumerateEnclosures, &B::importResource, &B::format,
+      &B::enumerateHostNodes, &B::onlineResource, &B::deportResource, &B::isParentPgn, &B::unformat,
+      &B::preDeportResource, &B::refreshTree, &B::getBackupset, &B::getAppStatus, &B::setOpStatus,
+      &B::setCompStatus, &B::setRestorepaths, &B::createSnapReplicaNode, &B::updateSnapshotId,
+      &B::getSnapshotSetId, &B::preselect, &B::updateSnapshotHandle, &B::getSnapdiff, &B::postDeport,
+      &B::addIgnoreNodeType, &B::setDefaultNodeType);
+  ASSERT_EQ(84u, slots.size());
+  for (size_t i = 0; i < slots.size(); ++i)
+    EXPECT_EQ(static_cast<std::ptrdiff_t>(i + 2), slots[i]) << "slot " << i + 2;
+  // The interposer's overrides take the base's slots and add none before them.
+  EXPECT_EQ(slots[83], slotOf(&CFiPluginInterposer::setDefaultNodeType));
 }
 
 TEST(PluginBase, GlobalConfigRecordsAreAddressedByIndexAndList) {
@@ -112,20 +158,22 @@ TEST(PluginBase, GlobalConfigRecordsAreAddressedByIndexAndList) {
   CFiConfigParamInfo* first = plugin.globalConfigInfoList(0, false);
   CFiConfigParamInfo* fourth = plugin.globalConfigInfoList(1, true);
   EXPECT_EQ(first + 3, fourth);
+  EXPECT_EQ(first + 1, plugin.globalConfigInfoList(1, false));
   EXPECT_EQ(6, fourth->m_firstAttribute);
   EXPECT_EQ(3, fourth->m_secondAttribute);
   EXPECT_EQ(-1, fourth->m_minimum);
   EXPECT_EQ(-1, fourth->m_maximum);
 }
 
-TEST(PluginBase, NodeListFormsDeferToTheSessionForm) {
+TEST(PluginBase, KitDefaultsSendNodeListFormsToTheSessionForm) {
   CFiPluginInterposer plugin;
-  EXPECT_EQ(ZFI_E_USE_SESSION, plugin.select(nullptr, nullptr, 0));
-  EXPECT_EQ(ZFI_E_USE_SESSION, plugin.prepare(nullptr, nullptr, 0, 0));
-  EXPECT_EQ(ZFI_E_USE_SESSION, plugin.make(nullptr, nullptr, 0, nullptr, nullptr));
+  EXPECT_EQ(4, plugin.select(nullptr, nullptr, 0));
+  EXPECT_EQ(4, plugin.prepare(nullptr, nullptr, 0, 0));
+  EXPECT_EQ(4, plugin.make(nullptr, nullptr, 0, nullptr, nullptr));
+  EXPECT_EQ(0, plugin.delayedInit());
   frim_objid** list = reinterpret_cast<frim_objid**>(0x1);
   int count = 5;
-  EXPECT_EQ(ZFI_OK, plugin.claim(nullptr, &list, &count));
+  EXPECT_EQ(ZFI_OK, plugin.claim(nullptr, &list, &count));  // empty answers, never garbage
   EXPECT_EQ(nullptr, list);
   EXPECT_EQ(0, count);
   zfi_msg_info* info = reinterpret_cast<zfi_msg_info*>(0x1);
@@ -133,14 +181,19 @@ TEST(PluginBase, NodeListFormsDeferToTheSessionForm) {
   EXPECT_EQ(nullptr, info);
 }
 
-TEST(PluginBase, GroupNodesAndFimsByUdidPrefix) {
+TEST(PluginBase, FimsByUdidPrefixAndGroupNodes) {
   CFiPluginInterposer plugin;
   plugin.addFim("UDID##HP##XP##", "HPXP_Snapshot", "FI_QUIESCE_NONE", 3, "");
   plugin.addFim("UDID##HITACHI##HDS##", "Hitachi_ShadowImage", "FI_QUIESCE_NONE", 3, "");
-  ASSERT_EQ(1u, plugin.fimsForUdid("UDID##HP##XP##1##2").size());
-  EXPECT_EQ("HPXP_Snapshot", plugin.fimsForUdid("UDID##HP##XP##1##2")[0].m_name);
-  EXPECT_TRUE(plugin.fimsForUdid("UDID##EMC##X##1").empty());
+  plugin.addFim("UDID##HP##XP##", "HPXP_BusinessCopy", "FI_QUIESCE_NONE", 3, "");
   plugin.addGroupNodePrefix("UDID##GROUP##");
+  const std::vector<CFiFimDefinition> hp = plugin.fimsForUdid("UDID##HP##XP##1##2");
+  ASSERT_EQ(2u, hp.size());
+  EXPECT_EQ("HPXP_Snapshot", hp[0].m_name);  // registration order within a prefix
+  EXPECT_EQ("HPXP_BusinessCopy", hp[1].m_name);
+  EXPECT_TRUE(plugin.fimsForUdid("UDID##EMC##X##1").empty());
+  EXPECT_TRUE(plugin.fimsForUdid("UDID##GROUP##7").empty());  // a group node offers no method
+  EXPECT_EQ(3u, plugin.getFims().size());
   EXPECT_TRUE(plugin.isGroupNode("UDID##GROUP##7"));
   EXPECT_FALSE(plugin.isGroupNode("UDID##HP##XP##1"));
 }

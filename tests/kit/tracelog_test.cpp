@@ -49,61 +49,50 @@ void traced(const CFiTraceLogPtr& log, bool fail) {
   if (fail) throw std::runtime_error("boom");
 }
 
-TEST_F(TraceLog, FunctionTraceWritesEnteringAndExitingLines) {
+TEST_F(TraceLog, FunctionTraceWritesBothLinesEvenWhenAnExceptionLeaves) {
   traced(log, false);
-  EXPECT_EQ((std::vector<std::string>{"Entering Function traced [42, file.cpp]", "Exiting Function traced [42, file.cpp]"}),
-            lines());
-}
-
-TEST_F(TraceLog, ExitingLineIsWrittenWhenAnExceptionLeaves) {
   EXPECT_THROW(traced(log, true), std::runtime_error);
-  ASSERT_EQ(2u, lines().size());
-  EXPECT_EQ("Exiting Function traced [42, file.cpp]", lines()[1]);
+  const std::string entering = "Entering Function traced [42, file.cpp]";
+  const std::string exiting = "Exiting Function traced [42, file.cpp]";
+  EXPECT_EQ((std::vector<std::string>{entering, exiting, entering, exiting}), lines());
 }
 
-TEST_F(TraceLog, LineZeroGivesShortExitingLine) {
+TEST_F(TraceLog, LineZeroShortensOnlyTheExitingLineAndABarePathNamesTheHeader) {
   { CFiTraceLogFunction trace(log, "zero", 0, "/a/b.cpp"); }
-  EXPECT_EQ((std::vector<std::string>{"Entering Function zero [0, b.cpp]", "Exiting Function zero"}), lines());
-}
-
-TEST_F(TraceLog, PathWithoutSlashNamesTheTraceHeader) {
   { CFiTraceLogFunction trace(log, "bare", 1, "plain.cpp"); }
-  ASSERT_FALSE(lines().empty());
-  EXPECT_NE(std::string::npos, lines()[0].find("cfitracelog.h]"));
-  EXPECT_EQ(std::string::npos, lines()[0].find("plain.cpp"));
-}
-
-TEST_F(TraceLog, NullNameOrLogWritesNothing) {
-  { CFiTraceLogFunction trace(log, nullptr, 1, "/a/b.cpp"); }
+  { CFiTraceLogFunction trace(log, nullptr, 1, "/a/b.cpp"); }  // silent
   { CFiTraceLogFunction trace(CFiTraceLogPtr(), "x", 1, "/a/b.cpp"); }
-  EXPECT_TRUE(lines().empty());
+  const std::vector<std::string> written = lines();
+  ASSERT_EQ(4u, written.size());
+  EXPECT_EQ("Entering Function zero [0, b.cpp]", written[0]);
+  EXPECT_EQ("Exiting Function zero", written[1]);
+  const std::string header = "/pdk/include/cfitracelog.h]";
+  EXPECT_EQ(header, written[2].substr(written[2].size() - header.size())) << written[2];
+  EXPECT_EQ(0u, written[2].find("Entering Function bare [1, /"));  // the full path
+  EXPECT_EQ(std::string::npos, written[2].find("plain.cpp"));
 }
 
-TEST_F(TraceLog, LevelFilterDropsHigherLevels) {
+TEST_F(TraceLog, LevelFilterFromInitializeOrEnvironment) {
   log->initialize("unit", ACE_CString(dir.c_str()), ACE_CString(), 2, false);
   log->trace(1, "error %d", 1);
   log->trace(2, "warning");
   log->trace(3, "detail");
-  log->trace(6, "flow");
-  EXPECT_EQ((std::vector<std::string>{"error 1", "warning"}), lines());
-}
-
-TEST_F(TraceLog, EnvironmentOverridesTheLevel) {
-  ::setenv("HITACHIFI_TRACE_LEVEL", "1", 1);
+  ::setenv("HITACHIFI_TRACE_LEVEL", "1", 1);  // the environment wins over the argument
   log->initialize("unit", ACE_CString(dir.c_str()), ACE_CString(), 6, false);
   ::unsetenv("HITACHIFI_TRACE_LEVEL");
   log->trace(2, "dropped");
   log->trace(1, "kept");
-  EXPECT_EQ((std::vector<std::string>{"kept"}), lines());
+  EXPECT_EQ((std::vector<std::string>{"error 1", "warning", "kept"}), lines());
 }
 
-TEST_F(TraceLog, LineCarriesTimePidAndLevel) {
-  log->trace(3, "hello");
+TEST_F(TraceLog, OneLinePerCallWithTimePidAndLevel) {
+  log->trace(3, "hello\nworld");
   std::ifstream in(dir + "/unit.log");
-  std::string line;
+  std::string line, extra;
   std::getline(in, line);
+  EXPECT_FALSE(std::getline(in, extra));
   std::ostringstream pid;
-  pid << "[pid " << ::getpid() << "] L3 unit: hello";
+  pid << "[pid " << ::getpid() << "] L3 unit: hello world";
   EXPECT_NE(std::string::npos, line.find(pid.str())) << line;
   EXPECT_EQ('-', line[4]);  // YYYY-MM-DD
 }
