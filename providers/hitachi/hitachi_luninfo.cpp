@@ -39,7 +39,8 @@ SrmInfo toSrmInfo(const rminfo& answer) {
   return info;
 }
 
-[[noreturn]] void throwKind2(const std::string& reason, const std::string& enclosure, const char* file, int line) {
+[[noreturn]] void throwKind2(const std::string& reason, const std::string& enclosure, const char* file,
+                             int line) {
   CHitachiException e;
   e.m_kind = HITACHI_EXC_ARRAY;
   e.m_errorNumber = -1;
@@ -103,12 +104,14 @@ int CHitachiCommandIntf::find_devmap(CFiSmartPtr<SCmdInfo> cmd, int ldev, int po
       int rc = ShadowImage_call_getldev(cmd->info, &targ);
       if (rc != 0) {
         std::string formatted = ShadowImage_call_getfmtmsg(cmd->info);
-        HITACHI_TRACE(FI_TRACE_WARNING, "find_devmap: getldev failed on targid: [%d], lun: [%d] - ret: [%d] with message '%s'",
+        HITACHI_TRACE(FI_TRACE_WARNING,
+                      "find_devmap: getldev failed on targid: [%d], lun: [%d] - ret: [%d] with message '%s'",
                       targid, candidate, rc, formatted.c_str());
         return -1;
       }
       if (targ.numldev > 0) {
-        HITACHI_TRACE(FI_TRACE_FLOW, "find_devmap: tid %d lun %d targ.ldevno = %d targ.serial = %d targ.numldev = %d",
+        HITACHI_TRACE(FI_TRACE_FLOW,
+                      "find_devmap: tid %d lun %d targ.ldevno = %d targ.serial = %d targ.numldev = %d",
                       targid, candidate, targ.ldevno, targ.serial, targ.numldev);
       }
       if (targ.ldevno == ldev && targ.serial == serial && targ.numldev > 0) {
@@ -126,7 +129,8 @@ int CHitachiCommandIntf::find_devmap(CFiSmartPtr<SCmdInfo> cmd, int ldev, int po
   return -1;
 }
 
-SHitachiVirtualDisk CHitachiCommandIntf::getLUNInfo(CFiSmartPtr<SCmdInfo> cmd, std::string ldev, bool hostMapping) {
+SHitachiVirtualDisk CHitachiCommandIntf::getLUNInfo(CFiSmartPtr<SCmdInfo> cmd, std::string ldev,
+                                                    bool hostMapping) {
   HITACHI_TRACE_FUNCTION("CHitachiCommandIntf::getLUNInfo");
   SHitachiVirtualDisk disk;
   attachCmd(cmd);
@@ -135,7 +139,9 @@ SHitachiVirtualDisk CHitachiCommandIntf::getLUNInfo(CFiSmartPtr<SCmdInfo> cmd, s
   std::memset(&answer, 0, sizeof answer);
   const int ldevNumber = std::atoi(ldev.c_str());
   int rc = ShadowImage_call_getrminfo(cmd->info, kLuInformation, ldevNumber, 0, &answer);
-  if (rc != 0) reportFailure(cmd->info, "getrminfo failed.", rc, "getrminfo", HITACHI_EXC_ARRAY, __FILE__, __LINE__);
+  if (rc != 0) {
+    reportFailure(cmd->info, "getrminfo failed.", rc, "getrminfo", HITACHI_EXC_ARRAY, __FILE__, __LINE__);
+  }
 
   SrmInfo info = toSrmInfo(answer);
   printLUNInfo(info);
@@ -163,7 +169,8 @@ SHitachiVirtualDisk CHitachiCommandIntf::getLUNInfo(CFiSmartPtr<SCmdInfo> cmd, s
     host = CCmnNetwork::getComputerName();
     if (host.empty()) {
       HITACHI_TRACE(FI_TRACE_ERROR, "Hostname could not be determined using CCmnNetwork::getComputerName.");
-      throwKind2("Hostname could not be determined using CCmnNetwork::getComputerName", "", __FILE__, __LINE__);
+      throwKind2("Hostname could not be determined using CCmnNetwork::getComputerName", "", __FILE__,
+                 __LINE__);
     }
   }
   HITACHI_TRACE(FI_TRACE_DETAIL, "Host name %s.", host.c_str());
@@ -178,7 +185,8 @@ SHitachiVirtualDisk CHitachiCommandIntf::getLUNInfo(CFiSmartPtr<SCmdInfo> cmd, s
     std::string groupHost;
     CCmnNetwork::getFQDN(group.hostGroupName, groupHost);
     if (groupHost.empty()) {
-      HITACHI_TRACE(FI_TRACE_FLOW, "CCmnNetwork::getFQDN returned empty hostName : using hostGroupInfo.hostGroupName [%s]",
+      HITACHI_TRACE(FI_TRACE_FLOW,
+                    "CCmnNetwork::getFQDN returned empty hostName : using hostGroupInfo.hostGroupName [%s]",
                     group.hostGroupName);
       groupHost = group.hostGroupName;
     }
@@ -196,7 +204,8 @@ SHitachiVirtualDisk CHitachiCommandIntf::getLUNInfo(CFiSmartPtr<SCmdInfo> cmd, s
     HITACHI_TRACE(FI_TRACE_DETAIL, "Host group name matched");
     int lun = -1;
     if (find_devmap(cmd, ldevNumber, group.portNum, lun) == -1) {
-      HITACHI_TRACE(FI_TRACE_WARNING, "getLunInfo : failed to get lun from devmap, seting luNumber to deviceId");
+      HITACHI_TRACE(FI_TRACE_WARNING,
+                    "getLunInfo : failed to get lun from devmap, seting luNumber to deviceId");
       disk.m_deviceNumber = ldevNumber;
     } else {
       disk.m_deviceNumber = lun;

@@ -37,26 +37,18 @@ targdev address(unsigned char porttype, int port, int targid, int lun, int mun) 
 }
 
 const char* volumeStatus(int status) {
-  switch (status) {
-    case VOL_SMPL: return "Volume status:SMPL\t";
-    case VOL_PVOL: return "Volume status:PVOL\t";
-    case VOL_SVOL: return "Volume status:SVOL\t";
-    default: return "Volume status:Unknown status\t";
-  }
+  static const char* const kNames[] = {"Volume status:SMPL\t", "Volume status:PVOL\t",
+                                       "Volume status:SVOL\t"};
+  return status >= VOL_SMPL && status <= VOL_SVOL ? kNames[status - VOL_SMPL]
+                                                  : "Volume status:Unknown status\t";
 }
 
 const char* pairStatus(int status) {
-  switch (status) {
-    case PAIR_SMPL: return "Pair status  :SMPL\n";
-    case PAIR_COPY: return "Pair status  :COPY\n";
-    case PAIR_PAIR: return "Pair status  :PAIR\n";
-    case PAIR_PSUS: return "Pair status  :PSUS\n";
-    case PAIR_PSUE: return "Pair status  :PSUE\n";
-    case PAIR_PDUB: return "Pair status  :PDUB\n";
-    case PAIR_RCPY: return "Pair status  :RCPY\n";
-    case PAIR_UNKN: return "Pair status  :UNKN\n";
-    default: return "Pair status  :Unknown status\n";
-  }
+  static const char* const kNames[] = {"Pair status  :SMPL\n", "Pair status  :COPY\n", "Pair status  :PAIR\n",
+                                       "Pair status  :PSUS\n", "Pair status  :PSUE\n", "Pair status  :PDUB\n",
+                                       "Pair status  :RCPY\n"};
+  if (status >= PAIR_SMPL && status <= PAIR_RCPY) return kNames[status - PAIR_SMPL];
+  return status == PAIR_UNKN ? "Pair status  :UNKN\n" : "Pair status  :Unknown status\n";
 }
 
 }  // namespace
@@ -82,8 +74,8 @@ int CHitachiCommandIntf::printVolStat(targdev targ, pairstatinfo stat) {
   return 0;
 }
 
-int CHitachiCommandIntf::pairVolStat(cmddevinfo* info, unsigned char porttype, int port, int targid, int lun, int mun,
-                                     pairstatinfo* out) {
+int CHitachiCommandIntf::pairVolStat(cmddevinfo* info, unsigned char porttype, int port, int targid, int lun,
+                                     int mun, pairstatinfo* out) {
   targdev targ = address(porttype, port, targid, lun, mun);
   int rc = ShadowImage_call_pairvolstat(info, &targ, out);
   if (rc == 0) {
@@ -109,7 +101,8 @@ int copyPace(CHitachiCommandIntf& intf, cmddevinfo* info, targdev& targ) {
     if (pace < 1 || pace > 15) pace = kDefaultCopyPace;
   } else {
     const char* text = intf.ShadowImage_call_getrmerrmsg(info);
-    HITACHI_TRACE(FI_TRACE_FLOW, "pairvolstat failed error number '%d' message '%s'", rc, text ? text : "NULL");
+    HITACHI_TRACE(FI_TRACE_FLOW, "pairvolstat failed error number '%d' message '%s'", rc,
+                  text ? text : "NULL");
     std::string formatted = intf.ShadowImage_call_getfmtmsg(info);
     HITACHI_TRACE(FI_TRACE_FLOW, "format msg : '%s'", formatted.c_str());
     HITACHI_TRACE(FI_TRACE_FLOW, "Using defult valude for csize");  // Kept: callers grep for this text.
@@ -120,8 +113,8 @@ int copyPace(CHitachiCommandIntf& intf, cmddevinfo* info, targdev& targ) {
 
 }  // namespace
 
-int CHitachiCommandIntf::pairSplit(cmddevinfo* info, unsigned char porttype, int port, int targid, int lun, int mun,
-                                   bool /*flag: no consistency-group split is made*/) {
+int CHitachiCommandIntf::pairSplit(cmddevinfo* info, unsigned char porttype, int port, int targid, int lun,
+                                   int mun, bool /*flag: no consistency-group split is made*/) {
   targdev targ = address(porttype, port, targid, lun, mun);
   int pace = copyPace(*this, info, targ);
   int rc = ShadowImage_call_pairsplit(info, &targ, 1, pace);
@@ -129,8 +122,8 @@ int CHitachiCommandIntf::pairSplit(cmddevinfo* info, unsigned char porttype, int
   reportFailure(info, "pairsplit failed.", rc, "pairsplit", HITACHI_EXC_ARRAY, __FILE__, __LINE__);
 }
 
-int CHitachiCommandIntf::pairResync(cmddevinfo* info, unsigned char porttype, int port, int targid, int lun, int mun,
-                                    bool ropt) {
+int CHitachiCommandIntf::pairResync(cmddevinfo* info, unsigned char porttype, int port, int targid, int lun,
+                                    int mun, bool ropt) {
   targdev targ = address(porttype, port, targid, lun, mun);
   int pace = copyPace(*this, info, targ);
   int rc = ShadowImage_call_pairresync(info, &targ, ropt ? 1 : 0, pace);
@@ -139,8 +132,8 @@ int CHitachiCommandIntf::pairResync(cmddevinfo* info, unsigned char porttype, in
   reportFailure(info, "pairresync failed.", rc, "pairresync", HITACHI_EXC_ARRAY, __FILE__, __LINE__, true);
 }
 
-int CHitachiCommandIntf::synchronize(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& disk, SHitachiVirtualDisk,
-                                     bool ropt) {
+int CHitachiCommandIntf::synchronize(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& disk,
+                                     SHitachiVirtualDisk, bool ropt) {
   HITACHI_TRACE_FUNCTION("CHitachiCommandIntf::synchronize");
   attachCmd(cmd);
   if (disk.m_pairList.empty()) pairMissing(disk, "pairresync", __FILE__, __LINE__);
@@ -150,7 +143,8 @@ int CHitachiCommandIntf::synchronize(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualD
   return 0;
 }
 
-int CHitachiCommandIntf::splitPair(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& disk, SHitachiVirtualDisk) {
+int CHitachiCommandIntf::splitPair(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& disk,
+                                   SHitachiVirtualDisk) {
   HITACHI_TRACE_FUNCTION("CHitachiCommandIntf::splitPair");
   attachCmd(cmd);
   if (disk.m_pairList.empty()) pairMissing(disk, "pairsplit", __FILE__, __LINE__);
@@ -160,8 +154,8 @@ int CHitachiCommandIntf::splitPair(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDis
   return 0;
 }
 
-int CHitachiCommandIntf::getPairStatus(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& disk, SHitachiVirtualDisk,
-                                       bool refresh) {
+int CHitachiCommandIntf::getPairStatus(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& disk,
+                                       SHitachiVirtualDisk, bool refresh) {
   HITACHI_TRACE_FUNCTION("CHitachiCommandIntf::getPairStatus");
   attachCmd(cmd);
   if (disk.m_pairList.empty()) pairMissing(disk, "pairvolstat", __FILE__, __LINE__);

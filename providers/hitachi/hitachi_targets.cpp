@@ -39,8 +39,8 @@ std::string CHitachiCommandIntf::findConfiguredTarget(std::string target) {
   return id;
 }
 
-int CHitachiCommandIntf::autoDiscoverTarget(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& source, std::string&,
-                                            std::string& targetId) {
+int CHitachiCommandIntf::autoDiscoverTarget(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& source,
+                                            std::string&, std::string& targetId) {
   HITACHI_TRACE_FUNCTION("CHitachiCommandIntf::autoDiscoverTarget");
   HITACHI_TRACE(FI_TRACE_FLOW, "primary deviceId  '%s'.", source.m_deviceId.c_str());
   attachCmd(cmd);
@@ -48,9 +48,10 @@ int CHitachiCommandIntf::autoDiscoverTarget(CFiSmartPtr<SCmdInfo> cmd, SHitachiV
   for (int mu = 0; mu < maxmmun; ++mu) {
     pairstatinfo stat;
     std::memset(&stat, 0, sizeof stat);
-    if (pairVolStat(cmd->info, 1, source.m_hostInfo.m_portNo, source.m_hostInfo.m_hostGroupNo, source.m_deviceNumber,
-                    mu, &stat) != 0) {
-      HITACHI_TRACE(FI_TRACE_ERROR, "pairVolStat failed for device '%s' and #MU '%d'.", source.m_deviceId.c_str(), mu);
+    if (pairVolStat(cmd->info, 1, source.m_hostInfo.m_portNo, source.m_hostInfo.m_hostGroupNo,
+                    source.m_deviceNumber, mu, &stat) != 0) {
+      HITACHI_TRACE(FI_TRACE_ERROR, "pairVolStat failed for device '%s' and #MU '%d'.",
+                    source.m_deviceId.c_str(), mu);
       continue;
     }
     if (stat.pldev != 0 && stat.plun != 0) {
@@ -74,8 +75,8 @@ int CHitachiCommandIntf::selectPair(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDi
   for (int mu = 0; mu < maxmmun; ++mu) {
     pairstatinfo stat;
     std::memset(&stat, 0, sizeof stat);
-    pairVolStat(cmd->info, 1, source.m_hostInfo.m_portNo, source.m_hostInfo.m_hostGroupNo, source.m_deviceNumber, mu,
-                &stat);
+    pairVolStat(cmd->info, 1, source.m_hostInfo.m_portNo, source.m_hostInfo.m_hostGroupNo,
+                source.m_deviceNumber, mu, &stat);
     if (stat.pldev == wanted) {
       SHitachiSnapPair pair;
       pair.m_muNumber = mu;

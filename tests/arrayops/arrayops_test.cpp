@@ -209,6 +209,8 @@ TEST_F(ArrayOps, StatusWithoutRefreshMakesNoLibraryCall) {
   EXPECT_EQ(3, intf.getPairStatus(cmd, disk, SHitachiVirtualDisk(), true));
   EXPECT_EQ(3, disk.m_pairList[0].m_status);
   EXPECT_EQ(1, sim.calls("pairvolstat"));
+  EXPECT_TRUE(traced(3, "Volume status:PVOL"));
+  EXPECT_TRUE(traced(3, "Pair status  :PAIR"));
 }
 
 // Library failures carry the library's number and text; an empty pair list
