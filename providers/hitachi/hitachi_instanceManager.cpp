@@ -24,7 +24,8 @@ struct Record {
 };
 static_assert(sizeof(Record) == 8, "instance-number records are 8 bytes");
 
-// The first error seen in one operation; thrown after the lock is given back.
+// The error one operation recorded (a later one replaces it); thrown after
+// the lock is given back.
 struct Recorded {
   std::string message;
   int error = 0;
