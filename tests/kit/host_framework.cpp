@@ -1,9 +1,8 @@
 // The framework's buffer and object-id functions, as this test host
 // supplies them (exported from the test executable).
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
-
-#include <algorithm>
 #include <vector>
 
 #include "host.h"

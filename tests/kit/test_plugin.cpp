@@ -1,12 +1,17 @@
 // A plugin for testing the entry-point shell: generated from the same macro
 // as the real plugin, its operations record their calls and return what the
-// test asks for.
+// test asks for. Its init registers the real message catalog, and
+//   objctl("push", "kind=..\ncall=..\nenclosure=..\nerror=..\nreason=..\n
+//          file=..\nline=..\nvdisk=..\nvdiskCopy=..\nstatus=..")
+// reports a CHitachiException built from the arguments and stores 6, as the
+// plugin's operation guard does.
 #include <cstdlib>
 #include <cstring>
 #include <map>
 #include <string>
 
 #include "cfiapiexport.h"
+#include "hitachi_exception.h"
 
 ACE_CString cfi_pgn_name_tstr("testfi");
 
@@ -14,6 +19,26 @@ namespace {
 
 std::string g_calls;
 std::map<std::string, int> g_results;
+
+int number(const frim_pdk_4_4::CFiObjctlArgs& args, const char* name) {
+  return std::atoi(args.get(name, "0").c_str());
+}
+
+int pushException(const frim_pdk_4_4::CFiObjctlArgs& args) {
+  CHitachiException e;
+  e.m_kind = number(args, "kind");
+  e.m_errorNumber = number(args, "error");
+  e.m_reason = args.get("reason");
+  e.m_apiName = args.get("call");
+  e.m_enclosureId = args.get("enclosure");
+  e.m_file = args.get("file");
+  e.m_line = number(args, "line");
+  e.m_vdisk = args.get("vdisk");
+  e.m_vdiskCopy = args.get("vdiskCopy");
+  e.m_pairStatus = args.get("status");
+  e.push();
+  return ZFI_E_REPORTED;
+}
 
 int resultFor(const std::string& op, int fallback) {
   auto found = g_results.find(op);
@@ -54,6 +79,12 @@ class CTestPlugin : public frim_pdk_4_4::CFiPluginInterposer {
   }
   int init() override {
     record("init");
+    using namespace frim_pdk_4_4;
+    CFiCatalogManagerPtr catalogs =
+        CFiContextSingleton<CFiMessageCatalogManager, FI_PLUGIN_NAME>::instance(false);
+    if (catalogs->factoryCount() == 0) {
+      catalogs->registerFactory(new CFiIcuMessageCatalogFactory("root", cfi_pgn_name_tstr));
+    }
     return resultFor("init", 0);
   }
   void fini() override { record("fini"); }
@@ -90,6 +121,7 @@ class CTestPlugin : public frim_pdk_4_4::CFiPluginInterposer {
     return 0;
   }
   int objctl(ACE_CString command, frim_pdk_4_4::CFiObjctlArgs& args) override {
+    if (command == "push") return pushException(args);
     record("objctl(" + std::string(command.c_str()) + ":" + args.get("in") + ")");
     args.add("out", "done=" + args.get("in"));
     return resultFor("objctl", 0);
