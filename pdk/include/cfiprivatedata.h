@@ -45,6 +45,8 @@ class CFiPrivateData : public virtual CFiRefCount, public virtual CFiTraceable {
   // text after its last "##") is added to the target list unless it is
   // there already, and the result is 0: take the configured target. 1 when
   // nothing is configured for the node: discover the target on the array.
+  // A malformed configuration throws CFiTargetConfigError (a
+  // std::runtime_error) rather than choosing either path.
   int selectTargetFromConfigData();
   // The first configured target's whole text, ending in "##<device id>";
   // empty until selectTargetFromConfigData() returned 0.

@@ -30,11 +30,19 @@ class CFiPrivateDataManager : public virtual CFiRefCount, public virtual CFiTrac
   // The same, with the value the plugin's parameter list holds for
   // "snapshot_resource_spec" (no parameter: nothing is configured).
   void loadSnapshotResourceSpec(const CFiConfigParamInfoList& parameters);
-  const CFiTargetConfig& getTargetConfig() const { return m_targetConfig; }
+
+  // The configured targets. Until a value has been set, the first call
+  // takes it from $HITACHIFI_SNAPSHOT_RESOURCE_SPEC (the value itself, or
+  // "@<file>" for a file holding it; unset or empty: nothing configured).
+  // A malformed or unreadable value throws CFiTargetConfigError on every
+  // call until a good one is set: a snapshot must not fall back to
+  // discovering a target the administrator did not mean.
+  const CFiTargetConfig& getTargetConfig();
 
  private:
   CFiPrivateDataFactoryPtr m_factory;
   CFiTargetConfig m_targetConfig;
+  bool m_targetsSet = false;
 };
 
 // How the context singleton hands the manager out (same alias as the plugin base's).

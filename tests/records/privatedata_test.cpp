@@ -2,6 +2,9 @@
 // nodes, and the configured snapshot targets it reads.
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -166,6 +169,31 @@ TEST_F(ConfiguredTargets, ValueComesFromTheParameterAndABadOneKeepsTheOld) {
   EXPECT_EQ((std::vector<std::string>{"t##7"}), manager()->getTargetConfig().targetsFor(kSource));
   EXPECT_THROW(manager()->setSnapshotResourceSpec("broken"), CFiTargetConfigError);
   EXPECT_EQ((std::vector<std::string>{"t##7"}), manager()->getTargetConfig().targetsFor(kSource));
+}
+
+TEST_F(ConfiguredTargets, UnsetValueIsTakenFromTheEnvironmentOrItsFile) {
+  const std::string file = ::testing::TempDir() + "records_targets.txt";
+  {
+    std::unique_ptr<FILE, int (*)(FILE*)> out(std::fopen(file.c_str(), "w"), &std::fclose);
+    ASSERT_TRUE(out);
+    std::fputs((std::string(kSource) + " = t##7\n").c_str(), out.get());
+  }
+  ::setenv("HITACHIFI_SNAPSHOT_RESOURCE_SPEC", ("@" + file).c_str(), 1);
+  CFiPrivateDataManager fromFile;
+  EXPECT_EQ((std::vector<std::string>{"t##7"}), fromFile.getTargetConfig().targetsFor(kSource));
+
+  ::setenv("HITACHIFI_SNAPSHOT_RESOURCE_SPEC", "broken", 1);
+  CFiPrivateDataManager malformed;
+  EXPECT_THROW(malformed.getTargetConfig(), CFiTargetConfigError);
+  EXPECT_THROW(malformed.getTargetConfig(), CFiTargetConfigError);  // still refused
+  malformed.setSnapshotResourceSpec("");
+  EXPECT_TRUE(malformed.getTargetConfig().empty());
+
+  ::setenv("HITACHIFI_SNAPSHOT_RESOURCE_SPEC", ("@" + file + ".missing").c_str(), 1);
+  CFiPrivateDataManager unreadable;
+  EXPECT_THROW(unreadable.getTargetConfig(), CFiTargetConfigError);
+  ::unsetenv("HITACHIFI_SNAPSHOT_RESOURCE_SPEC");
+  std::remove(file.c_str());
 }
 
 }  // namespace
