@@ -1,5 +1,7 @@
 #include "cficonfigparam.h"
 
+#include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <memory>
 #include <xercesc/dom/DOM.hpp>
@@ -92,9 +94,17 @@ class ParamHandler : public DefaultHandler {
     XStr key(name);
     return utf8(attributes.getValue(key.get()));
   }
+  // A decimal integer that fits an int; anything else is a broken
+  // description, not a number to guess at.
   static int number(const Attributes& attributes, const char* name, int fallback) {
     std::string value = attribute(attributes, name);
-    return value.empty() ? fallback : std::atoi(value.c_str());
+    if (value.empty()) return fallback;
+    errno = 0;
+    char* end = nullptr;
+    long parsed = std::strtol(value.c_str(), &end, 10);
+    if (*end != '\0' || errno == ERANGE || parsed < INT_MIN || parsed > INT_MAX)
+      throw CFiConfigXmlError(std::string("attribute ") + name + " is not an integer: '" + value + "'");
+    return static_cast<int>(parsed);
   }
   bool inAllowed = false;
   std::string text;

@@ -5,7 +5,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <exception>
 
 #include "cficonfigparam.h"
 #include "cficontextsingleton.h"
@@ -13,7 +12,6 @@
 #include "cfiprivatedatamgr.h"
 #include "cfiudid.h"
 #include "device_discovery_base.h"
-#include "hitachi_exception.h"
 #include "hitachi_instanceManager.h"
 #include "hitachi_plugin.h"
 #include "hitachi_privatedata.h"
@@ -41,8 +39,9 @@ int CHitachiPlugin::init() {
       CFiContextSingleton<CFiMessageCatalogManager, FI_PLUGIN_NAME>::instance(false);
   catalogs->registerFactory(new CFiIcuMessageCatalogFactory("root", cfi_pgn_name_tstr));
 
+  // init's own reference goes when it returns; the manager keeps its own.
+  CFiPrivateDataFactoryPtr factory(new CFiPrivateDataConcreteFactory<CHitachiPrivateData>());
   {
-    CFiPrivateDataFactoryPtr factory(new CFiPrivateDataConcreteFactory<CHitachiPrivateData>());
     CFiPrivateDataManagerPtr manager =
         CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false);
     factory->registerTraceLog(hitachiTraceLog());
@@ -140,10 +139,10 @@ void CHitachiPlugin::fini() {
     int rc = -1;
     try {
       rc = m_cmdIntf.detachCmd(entry.second);
-    } catch (const CHitachiException&) {
-      // Traced below; the remaining devices are still detached.
-    } catch (const std::exception&) {
-      // Likewise: shutdown goes on whatever one device does.
+    } catch (...) {
+      // RMLIB's refusal arrives as an exception. Shutdown goes on whatever
+      // one device does: the failure is traced below and the remaining
+      // devices are still detached.
     }
     if (rc != 0) {
       HITACHI_TRACE(FI_TRACE_DETAIL, "CHitachiPlugin::fini() : RMLIB detach cmddev failed for device '%s'",

@@ -17,9 +17,14 @@
 #include "zfi.h"
 
 // The framework's buffer and object-id functions, supplied by this host.
-extern "C" __attribute__((visibility("default"))) void* frim_alloc_buf(size_t size) { return std::calloc(1, size); }
-extern "C" __attribute__((visibility("default"))) void frim_free_buf(void* buffer, size_t) { std::free(buffer); }
-extern "C" __attribute__((visibility("default"))) frim_objid* frim_get_objid(const char* text, size_t length, int flags) {
+extern "C" __attribute__((visibility("default"))) void* frim_alloc_buf(size_t size) {
+  return std::calloc(1, size);
+}
+extern "C" __attribute__((visibility("default"))) void frim_free_buf(void* buffer, size_t) {
+  std::free(buffer);
+}
+extern "C" __attribute__((visibility("default"))) frim_objid* frim_get_objid(const char* text, size_t length,
+                                                                             int flags) {
   frim_objid* objid = static_cast<frim_objid*>(std::calloc(1, sizeof(frim_objid)));
   if (!objid) return nullptr;
   objid->name = static_cast<char*>(std::calloc(1, length + 1));
@@ -77,8 +82,8 @@ void printProviders(zfi_provider_list* list) {
 
 void printFims(zfi_fim_list* list) {
   for (zfi_fim_list* f = list; f; f = f->next) {
-    std::printf("  snapshot method %-20s %s, version %s\n", f->name, f->technology ? "full copy" : "copy-on-write",
-                f->version);
+    std::printf("  snapshot method %-20s %s, version %s\n", f->name,
+                f->technology ? "full copy" : "copy-on-write", f->version);
   }
   while (list) {
     zfi_fim_list* next = list->next;
@@ -136,7 +141,7 @@ int main(int argc, char** argv) {
   zfi_msg_info* message = nullptr;
   while (lastError(&message) == 0 && message != nullptr) {
     std::printf("message %d %s: %s\n", message->msg_index, message->msg_id, message->text);
-    delLastError(&message);
+    if (delLastError(&message) != 0) break;  // a message that cannot be dropped would come back forever
   }
   fini();
   std::printf("fini: done\n");
