@@ -76,10 +76,13 @@ void checkModel(const Model& model) {
     if (!arrays.count(serial)) broken(line, "no array " + std::to_string(serial));
   };
   std::set<std::pair<int, int>> ldevs;
+  std::set<std::string> disks;  // one host sees every array: its disk names are unique across them
   for (const ModelLdev& l : model.ldevs) {
     needArray(l.line, l.serial);
     if (!ldevs.insert({l.serial, l.ldev}).second)
       broken(l.line, ldevName(l.serial, l.ldev) + " is defined twice");
+    if (!l.device.empty() && !disks.insert(l.device).second)
+      broken(l.line, "host disk " + l.device + " is given to two LDEVs");
   }
   std::set<std::string> paths;
   for (const ModelCmdDev& c : model.cmddevs) {

@@ -178,6 +178,8 @@ void parseStatement(const Line& line, Model& model) {
     l.vendor = line.option("vendor", std::string()).substr(0, 8);
     l.product = line.option("product", std::string()).substr(0, 16);
     l.unitSerial = line.option("unitserial", std::string());
+    // The inquiry page carries the serial's length in one byte.
+    if (l.unitSerial.size() > 255) line.error("unitserial longer than 255 characters");
     model.ldevs.push_back(l);
   } else if (keyword == "lun") {
     line.expect(5, "SERIAL PORT HOSTGROUP LUN LDEV", {});

@@ -44,10 +44,12 @@ Svrrm::~Svrrm() {
   if (handle) ::dlclose(handle);
 }
 
-targdev volume(int lun, int mu) {
+targdev volume(int lun, int mu, int port, int targid) {
   targdev t;
   std::memset(&t, 0, sizeof t);
   t.porttype = 1;
+  t.port = port;
+  t.targid = targid;
   t.lun = lun;
   t.mun = mu;
   t.ldevno = 0xFFFF;

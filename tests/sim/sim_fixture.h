@@ -53,9 +53,9 @@ struct Svrrm {
 const int kHitachi = 410001;
 const int kHp = 520002;
 
-// A volume address on host group 0 of port 0 (where the default model maps
-// every LDEV), as the plugin builds it.
-targdev volume(int lun, int mu);
+// A volume address as the plugin builds it; the default model maps every
+// LDEV on host group 0 of port 0.
+targdev volume(int lun, int mu, int port = 0, int targid = 0);
 
 // The default model with host groups named "db1", copy_reads 2, and the
 // HITACHI array's command device /dev/sdb attached as instance 601.

@@ -1,6 +1,5 @@
-// The RMLIB records, byte by byte: the header's layouts, and what the
-// library writes at each offset, read back as raw bytes.
-#include <cstddef>
+// The RMLIB records, byte by byte: what the library writes at each offset,
+// read back as raw bytes rather than through the header's structs.
 #include <cstring>
 #include <vector>
 
@@ -9,30 +8,14 @@
 namespace simtest {
 namespace {
 
-static_assert(sizeof(cmddevinfo) == 1128, "cmddevinfo size");
-static_assert(offsetof(cmddevinfo, path) == 0 && offsetof(cmddevinfo, instance) == 1024 &&
-                  offsetof(cmddevinfo, attached) == 1028 && offsetof(cmddevinfo, serial) == 1048,
-              "cmddevinfo offsets");
-static_assert(sizeof(targdev) == 336, "targdev size");
-static_assert(offsetof(targdev, porttype) == 0 && offsetof(targdev, port) == 4 &&
-                  offsetof(targdev, targid) == 8 && offsetof(targdev, lun) == 12 &&
-                  offsetof(targdev, mun) == 16 && offsetof(targdev, serial) == 20 &&
-                  offsetof(targdev, ldevno) == 26 && offsetof(targdev, fibre) == 28 &&
-                  offsetof(targdev, numldev) == 30,
-              "targdev offsets");
-static_assert(sizeof(pairstatinfo) == 60, "pairstatinfo size");
-static_assert(offsetof(pairstatinfo, ctgid) == 0 && offsetof(pairstatinfo, csize) == 1 &&
-                  offsetof(pairstatinfo, voltype) == 2 && sizeof(pairstatinfo::voltype) == 20 &&
-                  offsetof(pairstatinfo, volstat) == 22 && offsetof(pairstatinfo, pairstat) == 23 &&
-                  offsetof(pairstatinfo, copyrate) == 28 && offsetof(pairstatinfo, smod) == 32 &&
-                  offsetof(pairstatinfo, pserial) == 36 && offsetof(pairstatinfo, pssid) == 40 &&
-                  offsetof(pairstatinfo, pldev) == 44 && offsetof(pairstatinfo, pport) == 48 &&
-                  offsetof(pairstatinfo, ptargid) == 52 && offsetof(pairstatinfo, plun) == 56,
-              "pairstatinfo offsets");
-static_assert(sizeof(dkc_limit) == 60 && offsetof(dkc_limit, maxmmun) == 8, "dkc_limit");
+// The library zero-fills records by their size: a header struct larger than
+// the caller's block would write past it.
+static_assert(sizeof(cmddevinfo) == 1128 && sizeof(targdev) == 336 && sizeof(pairstatinfo) == 60 &&
+                  sizeof(dkc_limit) == 60,
+              "record sizes");
 
 // Distinct values in every field, so that a field written at the wrong
-// offset cannot pass.
+// offset cannot pass. LDEV 0x1234 is seen through five host groups.
 const char kLayoutModel[] = R"(
 array 7001 maxmmun=8 unit=5
 cmddev 7001 /dev/sdx
@@ -45,6 +28,7 @@ hostgroup 7001 4 1 fourth
 hostgroup 7001 4 7 fifth
 ldev 7001 0x1234 emulation=OPEN-9 size=0x01020304 props=cmd,tc,cow ssid=0x0ABC
 ldev 7001 0x0456 ssid=0x0DEF
+ldev 7001 0x0777
 lun 7001 3 2 17 0x1234
 lun 7001 3 2 33 0x0456
 lun 7001 3 5 1 0x1234
@@ -79,50 +63,51 @@ class RecordLayout : public SimulatorTest {
     sim->loadModel(kLayoutModel, "db1");
     ASSERT_EQ(0, attach(&block, "/dev/sdx", 605)) << lib.errmsg(&block);
   }
-  static targdev address(int port, int targid, int lun, int mu) {
-    targdev t = volume(lun, mu);
-    t.port = port;
-    t.targid = targid;
-    return t;
-  }
   cmddevinfo block{};
 };
 
-TEST_F(RecordLayout, AttachWritesTheArraySerialAtByte1048) {
-  EXPECT_EQ(7001, int32At(&block, 1048));
+TEST_F(RecordLayout, AttachWritesPathInstanceAndSerialAt1048) {
   EXPECT_STREQ("/dev/sdx", reinterpret_cast<const char*>(&block));
   EXPECT_EQ(605, int32At(&block, 1024));
   EXPECT_EQ(RMSIM_ATTACHED, int32At(&block, 1028));
+  EXPECT_EQ(7001, int32At(&block, 1048));
+  ASSERT_EQ(0, lib.detach(&block));
+  targdev t = volume(17, 0, 3, 2);
+  EXPECT_EQ(RMSIM_E_NOCMD, lib.ldev(&block, &t));
 }
 
-TEST_F(RecordLayout, GetldevWritesSerialLdevFibreAndCountOnly) {
-  targdev t = address(3, 2, 17, 0);
+TEST_F(RecordLayout, GetldevWritesSerialLdevFibreAndCountAndNothingElse) {
+  targdev t = volume(17, 0, 3, 2);
   std::memset(reinterpret_cast<unsigned char*>(&t) + 32, 0x5A, sizeof t - 32);
   ASSERT_EQ(0, lib.ldev(&block, &t));
   EXPECT_EQ(7001, int32At(&t, 20));
   EXPECT_EQ(0x1234, uint16At(&t, 26));
   EXPECT_EQ(1, reinterpret_cast<unsigned char*>(&t)[28]);
   EXPECT_EQ(1, uint16At(&t, 30));
-  EXPECT_EQ(3, int32At(&t, 4));  // the address is left as given
-  EXPECT_EQ(17, int32At(&t, 12));
-  std::vector<unsigned char> rest(reinterpret_cast<unsigned char*>(&t) + 32,
-                                  reinterpret_cast<unsigned char*>(&t + 1));
-  EXPECT_EQ(std::vector<unsigned char>(sizeof t - 32, 0x5A), rest);
-}
+  EXPECT_EQ(17, int32At(&t, 12));  // the address is left as given
+  EXPECT_EQ(std::vector<unsigned char>(sizeof t - 32, 0x5A),
+            std::vector<unsigned char>(reinterpret_cast<unsigned char*>(&t) + 32,
+                                       reinterpret_cast<unsigned char*>(&t + 1)));
 
-TEST_F(RecordLayout, GetldevOnAScsiPortReportsNoFibre) {
-  targdev t = address(4, 1, 1, 0);
-  ASSERT_EQ(0, lib.ldev(&block, &t));
-  EXPECT_EQ(0, reinterpret_cast<unsigned char*>(&t)[28]);
-  EXPECT_EQ(0x1234, uint16At(&t, 26));
+  targdev scsi = volume(1, 0, 4, 1);
+  ASSERT_EQ(0, lib.ldev(&block, &scsi));
+  EXPECT_EQ(0, reinterpret_cast<unsigned char*>(&scsi)[28]);
+  EXPECT_EQ(0x1234, uint16At(&scsi, 26));
+
+  targdev empty = volume(2, 0, 3, 2);
+  ASSERT_EQ(0, lib.ldev(&block, &empty));
+  EXPECT_EQ(0, uint16At(&empty, 30));
+  EXPECT_EQ(0xFFFF, uint16At(&empty, 26));
+
+  targdev noPort = volume(1, 0, 9, 0);
+  EXPECT_EQ(RMSIM_E_NODEV, lib.ldev(&block, &noPort));
 }
 
 TEST_F(RecordLayout, PairStatusPutsEveryFieldAtItsOffset) {
-  targdev t = address(3, 2, 17, 1);
-  pairstatinfo info;
-  std::memset(&info, 0xEE, sizeof info);
-  ASSERT_EQ(0, lib.volstat(&block, &t, &info));
-  const unsigned char* bytes = reinterpret_cast<const unsigned char*>(&info);
+  targdev t = volume(17, 1, 3, 2);
+  unsigned char bytes[60];
+  std::memset(bytes, 0xEE, sizeof bytes);
+  ASSERT_EQ(0, lib.volstat(&block, &t, reinterpret_cast<pairstatinfo*>(bytes)));
   EXPECT_EQ(42, bytes[0]);
   EXPECT_EQ(7, bytes[1]);
   EXPECT_EQ(std::string("OPEN-9"), std::string(reinterpret_cast<const char*>(bytes + 2)));
@@ -137,16 +122,12 @@ TEST_F(RecordLayout, PairStatusPutsEveryFieldAtItsOffset) {
   EXPECT_EQ(3, int32At(bytes, 48));
   EXPECT_EQ(2, int32At(bytes, 52));
   EXPECT_EQ(33, int32At(bytes, 56));
-}
 
-TEST_F(RecordLayout, SplitModeAppearsAtByte32AfterASplit) {
-  targdev t = address(3, 2, 17, 1);
+  // A split records its option as the split mode and its pace as csize.
   ASSERT_EQ(0, lib.split(&block, &t, 1, 9));
-  pairstatinfo info;
-  ASSERT_EQ(0, lib.volstat(&block, &t, &info));
-  const unsigned char* bytes = reinterpret_cast<const unsigned char*>(&info);
+  ASSERT_EQ(0, lib.volstat(&block, &t, reinterpret_cast<pairstatinfo*>(bytes)));
   EXPECT_EQ(1, bytes[32]);
-  EXPECT_EQ(9, bytes[1]);  // the pace the split used
+  EXPECT_EQ(9, bytes[1]);
   EXPECT_EQ(RMSIM_PSUS, bytes[23]);
 }
 
@@ -181,28 +162,23 @@ TEST_F(RecordLayout, LuInformationIsABigEndianHeaderWithHostGroupsFrom384) {
   EXPECT_EQ(0, fourth[1]);  // SCSI
   EXPECT_EQ(1, fourth[2]);
   EXPECT_STREQ("fourth", reinterpret_cast<const char*>(fourth + 4));
-}
 
-TEST_F(RecordLayout, AnLdevWithoutLuPathReportsLun0xFFFFAndNoHostGroups) {
-  sim->loadModel(std::string(kLayoutModel) + "ldev 7001 0x0777\n", "db1");
-  unsigned char buffer[RMSIM_RMINFO_SIZE];
-  ASSERT_EQ(0, lib.rminfo(&block, 0x21, 0x0777, 0, buffer));
+  ASSERT_EQ(0, lib.rminfo(&block, 0x21, 0x0777, 0, buffer));  // defined, without an LU path
   EXPECT_EQ(0xFFFFu, bigEndianAt(buffer, 0, 2));
   EXPECT_EQ(0u, bigEndianAt(buffer, 40, 2));
   EXPECT_EQ(std::vector<unsigned char>(128, 0), std::vector<unsigned char>(buffer + 384, buffer + 512));
-}
 
-TEST_F(RecordLayout, UndefinedLdevReportsNotDefineWithTheArraySerial) {
-  unsigned char buffer[RMSIM_RMINFO_SIZE];
-  ASSERT_EQ(0, lib.rminfo(&block, 0x21, 0x0999, 0, buffer));
+  ASSERT_EQ(0, lib.rminfo(&block, 0x21, 0x0999, 0, buffer));  // not defined
   EXPECT_STREQ("NOT DEFINE", reinterpret_cast<const char*>(buffer + 14));
   EXPECT_EQ(7001u, bigEndianAt(buffer, 8, 4));
   EXPECT_EQ(0u, bigEndianAt(buffer, 36, 2));
+
+  EXPECT_EQ(RMSIM_E_INVOPE, lib.rminfo(&block, 0x22, 0x1234, 0, buffer));
 }
 
 TEST_F(RecordLayout, FormattedMessageNeverPassesItsBuffer) {
   sim->setFault("getldev", 230, std::string(3000, 'x'), 1);
-  targdev t = address(3, 2, 17, 0);
+  targdev t = volume(17, 0, 3, 2);
   ASSERT_EQ(230, lib.ldev(&block, &t));
   std::vector<char> buffer(RMSIM_FMTMSG_SIZE + 64, '#');
   ASSERT_EQ(0, lib.fmtmsg(&block, buffer.data()));

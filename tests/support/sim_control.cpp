@@ -4,6 +4,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
 
 #include "rmsim.h"
 
@@ -14,7 +16,8 @@ struct SimControl::Impl {
 
 SimControl::SimControl(const std::string& root) {
   char pattern[] = "/tmp/hitachifi-test.XXXXXX";
-  m_dir = ::mkdtemp(pattern);
+  if (::mkdtemp(pattern) == nullptr) throw std::runtime_error("cannot create a temporary directory");
+  m_dir = pattern;
   std::string db = m_dir + "/rmsim.db";
   ::setenv("RMSIM_DB", db.c_str(), 1);
   ::setenv("FRIM_DLOPEN_ROOT", root.c_str(), 1);
@@ -32,13 +35,14 @@ SimControl::SimControl(const std::string& root) {
 
 SimControl::~SimControl() {
   m_impl.reset();
-  std::string command = "rm -rf '" + m_dir + "'";
-  (void)std::system(command.c_str());
+  std::error_code ignored;
+  std::filesystem::remove_all(m_dir, ignored);
 }
 
 int64_t SimControl::calls(const std::string& function) { return m_impl->sim.counter(function); }
 void SimControl::resetCounters() { m_impl->sim.resetCounters(); }
-void SimControl::setFault(const std::string& function, int errorNumber, const std::string& message, int count) {
+void SimControl::setFault(const std::string& function, int errorNumber, const std::string& message,
+                          int count) {
   m_impl->sim.setFault(function, errorNumber, message, count);
 }
 void SimControl::clearFaults() { m_impl->sim.clearFaults(); }
@@ -46,6 +50,10 @@ void SimControl::setPairStatus(int serial, int pvol, int mu, int status) {
   m_impl->sim.setPairStatus(serial, pvol, mu, status);
 }
 int SimControl::pairStatus(int serial, int pvol, int mu) { return m_impl->sim.pairStatus(serial, pvol, mu); }
-void SimControl::setMaxMirrorUnits(int serial, int maxmmun) { m_impl->sim.setMaxMirrorUnits(serial, maxmmun); }
-void SimControl::setSetting(const std::string& key, const std::string& value) { m_impl->sim.setSetting(key, value); }
+void SimControl::setMaxMirrorUnits(int serial, int maxmmun) {
+  m_impl->sim.setMaxMirrorUnits(serial, maxmmun);
+}
+void SimControl::setSetting(const std::string& key, const std::string& value) {
+  m_impl->sim.setSetting(key, value);
+}
 void SimControl::loadModel(const std::string& text) { m_impl->sim.loadModel(text, "db1"); }
