@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
 #include <string>
 
 #include "sim_control.h"
@@ -20,6 +22,8 @@ class PluginAbi : public ::testing::Test {
     ::setenv("HITACHIFI_SYSFS_ROOT", (sim.dir() + "/sys").c_str(), 1);
     ::setenv("HITACHIFI_CACHE_DIR", sim.dir().c_str(), 1);
     ::setenv("HITACHIFI_TRACE_DIR", sim.dir().c_str(), 1);
+    ::setenv("HITACHIFI_TRACE_FILE", "abi.log", 1);
+    ::setenv("HITACHIFI_TRACE_LEVEL", "3", 1);
     SysfsTree tree(sim.dir() + "/sys");
     tree.disk("sdb", "2:0:0:0", "HITACHI ", "OPEN-V-CM       ", "4100010FFF");
     tree.disk("sdi", "3:0:0:0", "HP      ", "OPEN-V-CM       ", "5200020FFF");
@@ -28,6 +32,8 @@ class PluginAbi : public ::testing::Test {
   }
   void TearDown() override {
     if (handle) ::dlclose(handle);
+    ::unsetenv("HITACHIFI_TRACE_FILE");
+    ::unsetenv("HITACHIFI_TRACE_LEVEL");
   }
   template <class Fn>
   Fn entry(const char* op) {
@@ -44,12 +50,16 @@ TEST_F(PluginAbi, InitDelayedInitAndFiniAgainstTheSimulator) {
   zfi_fw_info info{nullptr, nullptr, nullptr, languages};
   ASSERT_EQ(0, entry<int (*)(zfi_fw_info*, zfi_version*, const char*)>("init")(&info, &version, "fim"));
   EXPECT_EQ(7, version.major);
-  EXPECT_EQ(ZFI_E_NOT_SUPPORTED, entry<int (*)(zfi_splitnode*, char*, zfi_splitnode**, int)>("isready")(
-                                     nullptr, nullptr, nullptr, 0));  // the readiness check is not offered yet
+  // The first call that needs the arrays runs delayed initialisation.
+  EXPECT_EQ(0, entry<int (*)(zfi_domain*)>("cache_disable")(nullptr));
   zfi_msg_info* message = nullptr;
   EXPECT_EQ(0, entry<int (*)(zfi_msg_info**)>("get_last_error")(&message));
   EXPECT_EQ(nullptr, message);
   entry<void (*)()>("fini")();
+  std::ostringstream log;
+  log << std::ifstream(sim.dir() + "/abi.log").rdbuf();
+  EXPECT_NE(std::string::npos, log.str().find("udid=\"UDID##HITACHI##HDS##410001##4095\""));
+  EXPECT_NE(std::string::npos, log.str().find("udid=\"UDID##HP##XP##520002##4095\""));
   EXPECT_EQ(0, sim.calls("attachcmddev"));  // nothing attached without work to do
 }
 
@@ -64,15 +74,16 @@ TEST_F(PluginAbi, InitWithoutTheLibraryReturns30) {
 TEST_F(PluginAbi, LocaleMessageOfAReportedRecord) {
   zfi_version version{};
   ASSERT_EQ(0, entry<int (*)(zfi_fw_info*, zfi_version*, const char*)>("init")(nullptr, &version, "fim"));
-  zfi_msg_arg args[2] = {{ZFI_MSG_ARG_STRING, 0, const_cast<char*>("HPXP_Clone")}, {ZFI_MSG_ARG_INT, 5, nullptr}};
+  zfi_msg_arg args[2] = {{ZFI_MSG_ARG_STRING, 0, const_cast<char*>("HPXP_Clone")},
+                         {ZFI_MSG_ARG_INT, 5, nullptr}};
   zfi_msg_info record{};
   record.msg_id = const_cast<char*>("MSG_ERROR_INVALID_SPLIT_TYPE");
   record.arg_count = 1;
   record.args = args;
   char* text = nullptr;
   int length = 0;
-  ASSERT_EQ(0, entry<int (*)(int*, zfi_msg_info*, const char*, char**)>("get_locale_message")(&length, &record,
-                                                                                               "en_US", &text));
+  ASSERT_EQ(0, entry<int (*)(int*, zfi_msg_info*, const char*, char**)>("get_locale_message")(
+                   &length, &record, "en_US", &text));
   EXPECT_STREQ("The snapshot method 'HPXP_Clone' is not supported by this provider.", text);
   EXPECT_EQ(0, entry<int (*)(char**)>("del_locale_message")(&text));
   entry<void (*)()>("fini")();

@@ -55,29 +55,22 @@ class Enumeration : public PluginTest {
   }
 };
 
-TEST_F(Enumeration, ListsHoldTheTablesBeforeInit) {
+TEST_F(Enumeration, ListsHoldTheTablesBeforeAndAfterInitAndANullOutPointerIsAccepted) {
   expectProviderList();
   expectFimList();
-}
-
-TEST_F(Enumeration, ListsAreTheSameAfterInitAndAfterAFailedInit) {
+  EXPECT_EQ(0, plugin->getProviderInfo(nullptr));
+  EXPECT_EQ(0, plugin->enumerateFims(nullptr));
   ASSERT_EQ(0, plugin->init());
   expectProviderList();
   expectFimList();
   plugin->fini();
-  CFiSmartPtr<CHitachiPlugin> failed(new CHitachiPlugin());
-  ::setenv("FRIM_DLOPEN_ROOT", (sim.dir() + "/nothing-here").c_str(), 1);
-  ASSERT_EQ(30, failed->init());
-  std::swap(plugin, failed);
-  expectProviderList();
-  expectFimList();
 }
 
-TEST_F(Enumeration, ANullOutPointerIsAccepted) {
-  EXPECT_EQ(0, plugin->getProviderInfo(nullptr));
-  EXPECT_EQ(0, plugin->enumerateFims(nullptr));
-  EXPECT_NE(std::string::npos, trace().find("Entering Function CHitachiPlugin::getProviderInfo"));
-  EXPECT_NE(std::string::npos, trace().find("Entering Function CHitachiPlugin::enumerateFims"));
+TEST_F(Enumeration, ListsAreTheSameAfterAFailedInit) {
+  ::setenv("FRIM_DLOPEN_ROOT", (sim.dir() + "/nothing-here").c_str(), 1);
+  ASSERT_EQ(30, plugin->init());
+  expectProviderList();
+  expectFimList();
 }
 
 }  // namespace
