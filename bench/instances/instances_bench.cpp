@@ -13,16 +13,12 @@
 
 namespace {
 
-std::string prepare() {
-  static std::string dir;
-  if (dir.empty()) {
-    char pattern[] = "/tmp/instances-bench.XXXXXX";
-    dir = ::mkdtemp(pattern);
-  }
+std::string g_dir;
+
+void prepare() {
   CInstanceManager::setMinMaxInstanceNo(601, 699);
-  CInstanceManager::setInstanceNoPath(dir);
+  CInstanceManager::setInstanceNoPath(g_dir);
   CInstanceManager::createInstanceNoFile(CInstanceManager::getFilePath("bench"));
-  return dir;
 }
 
 void allocateAndRelease() {
@@ -53,4 +49,13 @@ BENCHMARK(BM_AllocateRelease)->Arg(0)->Arg(1)->Arg(3)->UseRealTime();
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  char pattern[] = "/tmp/instances-bench.XXXXXX";
+  if (::mkdtemp(pattern) == nullptr) return 1;
+  g_dir = pattern;
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  (void)std::system(("rm -rf " + g_dir).c_str());
+  return 0;
+}
