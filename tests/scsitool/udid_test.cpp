@@ -15,31 +15,25 @@ TEST(UdidRule, SerialIsArrayInDecimalThenLdevInFourHexDigits) {
   EXPECT_EQ("UDID##HITACHI##HDS##410001##4095", CUDIDFactory::udidFor("HITACHI", "4100010FFF"));
   EXPECT_EQ("UDID##HP##XP##520002##300", CUDIDFactory::udidFor("HP      ", "520002012c"));
   EXPECT_EQ("UDID##HP##XP##7##65535", CUDIDFactory::udidFor("HP", "7FFFF"));
-}
-
-TEST(UdidRule, SerialBlanksAndLeadingZerosOfTheArrayAreDropped) {
+  // Blanks around the serial and leading zeros of the array part are dropped.
   EXPECT_EQ("UDID##HITACHI##HDS##410001##1", CUDIDFactory::udidFor("HITACHI", "  004100010001 "));
   EXPECT_EQ("UDID##HITACHI##HDS##0##0", CUDIDFactory::udidFor("HITACHI", "00000000"));
-}
-
-TEST(UdidRule, OtherVendorsGetNoUdid) {
-  EXPECT_EQ("", CUDIDFactory::udidFor("HITACHIX", "4100010100"));
-  EXPECT_EQ("", CUDIDFactory::udidFor("HPX", "4100010100"));
-  EXPECT_EQ("", CUDIDFactory::udidFor("hitachi", "4100010100"));
-  EXPECT_EQ("", CUDIDFactory::udidFor("ATA", "4100010100"));
-  EXPECT_EQ("", CUDIDFactory::udidFor("", "4100010100"));
-}
-
-TEST(UdidRule, SerialsThatDoNotFitGetNoUdid) {
-  EXPECT_EQ("", CUDIDFactory::udidFor("HITACHI", ""));
-  EXPECT_EQ("", CUDIDFactory::udidFor("HITACHI", "0100"));
-  EXPECT_EQ("", CUDIDFactory::udidFor("HITACHI", "41A0010100"));
-  EXPECT_EQ("", CUDIDFactory::udidFor("HP", "410001010G"));
-  EXPECT_EQ("", CUDIDFactory::udidFor("HP", "-41000100"));
-  EXPECT_EQ("", CUDIDFactory::udidFor("HP", "410001 0100"));          // no inner blanks
-  EXPECT_EQ("", CUDIDFactory::udidFor("HITACHI", "21474836480100"));  // array serial beyond 2147483647
-  EXPECT_EQ("", CUDIDFactory::udidFor("HITACHI", std::string(400, '9') + "0100"));
   EXPECT_EQ("UDID##HITACHI##HDS##2147483647##256", CUDIDFactory::udidFor("HITACHI", "21474836470100"));
+}
+
+TEST(UdidRule, OtherVendorsAndSerialsThatDoNotFitGetNoUdid) {
+  for (const char* vendor : {"HITACHIX", "HPX", "hitachi", "ATA", ""}) {
+    EXPECT_EQ("", CUDIDFactory::udidFor(vendor, "4100010100")) << vendor;
+  }
+  const std::string unfit[] = {"",
+                               "0100",
+                               "41A0010100",
+                               "410001010G",
+                               "-41000100",
+                               "410001 0100",     // no inner blanks
+                               "21474836480100",  // array serial beyond 2147483647
+                               std::string(400, '9') + "0100"};
+  for (const std::string& serial : unfit) EXPECT_EQ("", CUDIDFactory::udidFor("HITACHI", serial)) << serial;
 }
 
 class DeviceMap : public ::testing::Test {
