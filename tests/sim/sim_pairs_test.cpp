@@ -116,7 +116,7 @@ TEST_F(PairStateMachine, TimedCopyLastsUntilItsDurationHasPassed) {
 
 class PairRefusals : public SimulatorTest {};
 
-TEST_F(PairRefusals, MirrorUnitOutsideTheArraysRangeIs203) {
+TEST_F(PairRefusals, MirrorUnitOutOfRangeIs203AndASimplexVolume205) {
   targdev beyond = volume(kLun257, 64);
   targdev negative = volume(kLun257, -1);
   pairstatinfo info;
@@ -126,9 +126,7 @@ TEST_F(PairRefusals, MirrorUnitOutsideTheArraysRangeIs203) {
   sim->setMaxMirrorUnits(kHitachi, 3);
   EXPECT_EQ(RMSIM_E_INVMUN, split(kLun257, 3));
   EXPECT_EQ(RMSIM_PAIR, sim->pairStatus(kHitachi, 257, 3));
-}
 
-TEST_F(PairRefusals, SimplexVolumeIs205AndTheMessagesSaySo) {
   EXPECT_EQ(RMSIM_E_NOPAIR, split(kLun257, 1));
   EXPECT_NE(std::string::npos, lastError().find("SMPL"));
   EXPECT_EQ(0u, formattedError().find("[RMSIM] pairsplit(/dev/sdb) failed: EX205 "));

@@ -69,20 +69,6 @@ TEST_F(SharedState, ConcurrentProcessesLoseNoCall) {
   EXPECT_EQ(children * calls, sim->counter("pairvolstat"));
 }
 
-TEST_F(SharedState, TheLibraryFollowsRmsimDbToAnotherFile) {
-  TempDir other;
-  const std::string second = other.path() + "/second.db";
-  rmsim::Simulator secondSim(second);
-  secondSim.loadModel("array 99 maxmmun=7\ncmddev 99 /dev/sdb\n", "db1");
-  ::setenv("RMSIM_DB", second.c_str(), 1);
-  cmddevinfo block{};
-  ASSERT_EQ(0, attach(&block, "/dev/sdb", 601));
-  EXPECT_EQ(99, block.serial);
-  ::setenv("RMSIM_DB", (dir.path() + "/state.db").c_str(), 1);
-  ASSERT_EQ(0, attach(&block, "/dev/sdb", 601));
-  EXPECT_EQ(kHitachi, block.serial);
-}
-
 // The defined global symbols of a shared object's dynamic symbol table.
 std::set<std::string> exportedSymbols(const std::string& file) {
   std::ifstream in(file, std::ios::binary);
