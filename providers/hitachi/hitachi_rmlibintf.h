@@ -44,7 +44,6 @@ class CHitachiCommandIntf {
   int fini();
   int getVersion(int* version);
   bool isInitialized() const { return m_initialized; }
-  void* getHandle() const { return m_handle; }
 
   // Each forwards to the library function of that name and returns its
   // result; a function the library does not have throws the "symbol empty"
