@@ -68,14 +68,11 @@ TEST(StringTool, DuplicatedListIsNullTerminatedAndIndependent) {
   EXPECT_STREQ("UDID##HP##XP##", copy[2]);
   EXPECT_EQ(nullptr, copy[3]);
   CFiStringTool::tstrfreelist(copy);
+  char** empty = CFiStringTool::tstrduplist({});
+  ASSERT_NE(nullptr, empty);
+  EXPECT_EQ(nullptr, empty[0]);
+  CFiStringTool::tstrfreelist(empty);
   CFiStringTool::tstrfreelist(nullptr);
-}
-
-TEST(StringTool, EmptyListIsJustTheTerminator) {
-  char** copy = CFiStringTool::tstrduplist({});
-  ASSERT_NE(nullptr, copy);
-  EXPECT_EQ(nullptr, copy[0]);
-  CFiStringTool::tstrfreelist(copy);
 }
 
 TEST(ProviderList, FactoryAppendsInOrderAndHandsTheHeadOver) {
@@ -103,13 +100,11 @@ TEST(ProviderList, FactoryAppendsInOrderAndHandsTheHeadOver) {
   EXPECT_EQ(2, frameworkFree(list));
 }
 
-TEST(ProviderList, WithoutAnOutPointerTheFactoryFreesItsList) {
-  CFiProviderListFactory factory(nullptr);
-  EXPECT_TRUE(factory.add(provider("dropped", {"UDID##A##"})));
-  EXPECT_EQ(1, factory.count());
-}
-
-TEST(ProviderList, AnEmptyFactoryGivesAnEmptyList) {
+TEST(ProviderList, WithoutAnOutPointerTheFactoryFreesItsListAndAnEmptyOneGivesNull) {
+  {
+    CFiProviderListFactory dropped(nullptr);
+    EXPECT_TRUE(dropped.add(provider("dropped", {"UDID##A##"})));
+  }
   zfi_provider_list sentinel{};
   zfi_provider_list* list = &sentinel;  // whatever the caller held is overwritten
   { CFiProviderListFactory factory(&list); }

@@ -1,8 +1,10 @@
-// This host's names from the system resolver.
+// This host's names, from the system resolver or a hosts-format file.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 
 #include "cmnnetwork.h"
@@ -11,37 +13,59 @@ namespace {
 
 class HostNames : public ::testing::Test {
  protected:
-  void SetUp() override { ::unsetenv("HITACHIFI_HOSTNAME"); }
-  void TearDown() override { ::unsetenv("HITACHIFI_HOSTNAME"); }
+  void SetUp() override {
+    ::unsetenv("HITACHIFI_HOSTNAME");
+    ::unsetenv("HITACHIFI_HOSTS_FILE");
+  }
+  void TearDown() override {
+    ::unsetenv("HITACHIFI_HOSTNAME");
+    ::unsetenv("HITACHIFI_HOSTS_FILE");
+    if (!hosts.empty()) std::remove(hosts.c_str());
+  }
   static std::string systemName() {
     char host[256] = {0};
     EXPECT_EQ(0, ::gethostname(host, sizeof host - 1));
     return host;
   }
+  void useHostsFile(const std::string& text) {
+    char pattern[] = "/tmp/network-test-hosts.XXXXXX";
+    int fd = ::mkstemp(pattern);
+    ASSERT_GE(fd, 0);
+    ::close(fd);
+    hosts = pattern;
+    std::ofstream(hosts) << text;
+    ::setenv("HITACHIFI_HOSTS_FILE", hosts.c_str(), 1);
+  }
+  std::string hosts;
 };
 
-TEST_F(HostNames, ComputerNameIsTheSystemsHostName) {
+TEST_F(HostNames, TheResolverGivesCanonicalNamesAndNothingForAnEmptyName) {
   EXPECT_EQ(systemName(), CCmnNetwork::getComputerName());
-}
-
-TEST_F(HostNames, FqdnIsTheResolversCanonicalNameElseTheHostName) {
-  const std::string host = systemName();
-  std::string canonical;
-  const bool resolved = CCmnNetwork::getFQDN(host, canonical);
-  EXPECT_EQ(resolved ? canonical : host, CCmnNetwork::getFQDN());
-  EXPECT_FALSE(CCmnNetwork::getFQDN().empty());
-}
-
-TEST_F(HostNames, LocalhostResolvesToACanonicalName) {
   std::string canonical = "left over";
   ASSERT_TRUE(CCmnNetwork::getFQDN("localhost", canonical));
   EXPECT_FALSE(canonical.empty());
-}
-
-TEST_F(HostNames, AnEmptyNameIsNotLookedUp) {
-  std::string canonical = "left over";
+  canonical = "left over";
   EXPECT_FALSE(CCmnNetwork::getFQDN("", canonical));
   EXPECT_EQ("", canonical);
+}
+
+TEST_F(HostNames, AHostsFileIsTheOnlySourceOfCanonicalNames) {
+  const std::string host = systemName();
+  useHostsFile("# comment line\n10.0.0.7 db1.example.test db1 DB-ALIAS # trailing\n10.0.0.8 " + host +
+               ".example.test " + host + "\n");
+  std::string canonical;
+  EXPECT_TRUE(CCmnNetwork::getFQDN("db-alias", canonical));
+  EXPECT_EQ("db1.example.test", canonical);
+  EXPECT_TRUE(CCmnNetwork::getFQDN("DB1.EXAMPLE.TEST", canonical));
+  EXPECT_EQ("db1.example.test", canonical);
+  EXPECT_FALSE(CCmnNetwork::getFQDN("localhost", canonical));  // not in the file: no resolver asked
+  EXPECT_FALSE(CCmnNetwork::getFQDN("trailing", canonical));
+  EXPECT_EQ(host + ".example.test", CCmnNetwork::getFQDN());
+}
+
+TEST_F(HostNames, AnUnknownHostIsKnownByItsPlainName) {
+  useHostsFile("10.0.0.7 db1.example.test db1\n");
+  EXPECT_EQ(systemName(), CCmnNetwork::getFQDN());
 }
 
 TEST_F(HostNames, OverrideNamesTheHostForBothCalls) {

@@ -1,6 +1,6 @@
 // The real plugin loaded with dlopen and driven through its exported C
-// symbols against the simulator: a whole init, delayed init and fini, and
-// reported errors fetched the way the framework fetches them.
+// symbols against the simulator: a whole init, delayed init and fini, and a
+// message text from its embedded catalog.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -61,14 +61,6 @@ TEST_F(PluginAbi, InitDelayedInitAndFiniAgainstTheSimulator) {
   EXPECT_NE(std::string::npos, log.str().find("udid=\"UDID##HITACHI##HDS##410001##4095\""));
   EXPECT_NE(std::string::npos, log.str().find("udid=\"UDID##HP##XP##520002##4095\""));
   EXPECT_EQ(0, sim.calls("attachcmddev"));  // nothing attached without work to do
-}
-
-TEST_F(PluginAbi, InitWithoutTheLibraryReturns30) {
-  ::setenv("FRIM_DLOPEN_ROOT", (sim.dir() + "/empty").c_str(), 1);
-  zfi_version version{};
-  EXPECT_EQ(30, entry<int (*)(zfi_fw_info*, zfi_version*, const char*)>("init")(nullptr, &version, "fim"));
-  EXPECT_EQ(7, version.major);
-  entry<void (*)()>("fini")();
 }
 
 TEST_F(PluginAbi, LocaleMessageOfAReportedRecord) {
