@@ -27,12 +27,12 @@ struct SCmdInfo : public virtual frim_pdk_4_4::CFiRefCount {
   SCmdInfo(const SCmdInfo&) = delete;
   SCmdInfo& operator=(const SCmdInfo&) = delete;
 
-  char* cmddev = nullptr;        // strdup'd device path
-  cmddevinfo* info = nullptr;    // null until the first attach
+  char* cmddev = nullptr;      // strdup'd device path
+  cmddevinfo* info = nullptr;  // null until the first attach
   bool attached = false;
-  std::string udid;              // also the key of the instance-number file
+  std::string udid;  // also the key of the instance-number file
   CInstanceNumber instance;
-  std::string serial;            // the array's serial number, as text
+  std::string serial;  // the array's serial number, as text
   std::vector<SLunLdevPair> deviceCache;
 };
 

@@ -24,7 +24,7 @@ struct targdev {
   int32_t targid;
   int32_t lun;
   int32_t mun;
-  int32_t serial;   // written by getldev
+  int32_t serial;  // written by getldev
   uint8_t pad1[2];
   uint16_t ldevno;  // 0xFFFF before getldev and pairvolstat
   uint8_t fibre;    // written by getldev: non-zero on a Fibre Channel port
@@ -67,9 +67,9 @@ struct rminfo {
 
 static_assert(sizeof(cmddevinfo) == 1128 && offsetof(cmddevinfo, serial) == 1048, "cmddevinfo layout");
 static_assert(sizeof(targdev) == 336 && offsetof(targdev, port) == 4 && offsetof(targdev, targid) == 8 &&
-                  offsetof(targdev, lun) == 12 && offsetof(targdev, mun) == 16 && offsetof(targdev, serial) == 20 &&
-                  offsetof(targdev, ldevno) == 26 && offsetof(targdev, fibre) == 28 &&
-                  offsetof(targdev, numldev) == 30,
+                  offsetof(targdev, lun) == 12 && offsetof(targdev, mun) == 16 &&
+                  offsetof(targdev, serial) == 20 && offsetof(targdev, ldevno) == 26 &&
+                  offsetof(targdev, fibre) == 28 && offsetof(targdev, numldev) == 30,
               "targdev layout");
 static_assert(sizeof(pairstatinfo) == 60 && offsetof(pairstatinfo, voltype) == 2 &&
                   offsetof(pairstatinfo, volstat) == 22 && offsetof(pairstatinfo, pairstat) == 23 &&
@@ -82,7 +82,13 @@ static_assert(sizeof(dkc_limit) == 60 && offsetof(dkc_limit, maxmmun) == 8, "dkc
 
 // Pair and volume status codes.
 enum : int {
-  PAIR_SMPL = 1, PAIR_COPY = 2, PAIR_PAIR = 3, PAIR_PSUS = 4, PAIR_PSUE = 5, PAIR_PDUB = 6, PAIR_RCPY = 7,
+  PAIR_SMPL = 1,
+  PAIR_COPY = 2,
+  PAIR_PAIR = 3,
+  PAIR_PSUS = 4,
+  PAIR_PSUE = 5,
+  PAIR_PDUB = 6,
+  PAIR_RCPY = 7,
   PAIR_UNKN = 255
 };
 enum : int { VOL_SMPL = 1, VOL_PVOL = 2, VOL_SVOL = 3 };
@@ -100,9 +106,9 @@ struct SrmInfo {
   uint16_t LUProperty;
   uint8_t reserved[346];
 };
-static_assert(sizeof(SrmInfo) == 384 && offsetof(SrmInfo, unitID) == 6 && offsetof(SrmInfo, serialNumber) == 8 &&
-                  offsetof(SrmInfo, emulationType) == 14 && offsetof(SrmInfo, LUNSize) == 32 &&
-                  offsetof(SrmInfo, LUProperty) == 36,
+static_assert(sizeof(SrmInfo) == 384 && offsetof(SrmInfo, unitID) == 6 &&
+                  offsetof(SrmInfo, serialNumber) == 8 && offsetof(SrmInfo, emulationType) == 14 &&
+                  offsetof(SrmInfo, LUNSize) == 32 && offsetof(SrmInfo, LUProperty) == 36,
               "SrmInfo layout");
 
 // One host group as the library reports it.

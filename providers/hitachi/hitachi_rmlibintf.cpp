@@ -39,8 +39,8 @@ const size_t kFmtMsgSize = 2048;
 }
 
 void traceAddress(const targdev* targ) {
-  HITACHI_TRACE(FI_TRACE_FLOW, "Port     :0x%x\t TargetID :0x%x\t Lun      :0x%x\t Mun      :0x%x", targ->port,
-                targ->targid, targ->lun, targ->mun);
+  HITACHI_TRACE(FI_TRACE_FLOW, "Port     :0x%x\t TargetID :0x%x\t Lun      :0x%x\t Mun      :0x%x",
+                targ->port, targ->targid, targ->lun, targ->mun);
 }
 
 }  // namespace
@@ -79,7 +79,8 @@ CHitachiCommandIntf::~CHitachiCommandIntf() {
 
 int CHitachiCommandIntf::init() {
   HITACHI_TRACE_FUNCTION("CHitachiCommandIntf::init");
-  HITACHI_TRACE(FI_TRACE_DETAIL, "CHitachiCommandIntf::init(): Initializing symbols from library %s.", kLibraryPath);
+  HITACHI_TRACE(FI_TRACE_DETAIL, "CHitachiCommandIntf::init(): Initializing symbols from library %s.",
+                kLibraryPath);
   // Kept: a second init opens the library a second time.
   m_handle = frim_dlopen_lib(kLibraryPath);
   if (m_handle == nullptr) {
@@ -98,7 +99,8 @@ int CHitachiCommandIntf::resolveSvrrmSymbols(int mask) {
     if ((row->mask & mask) == 0) continue;
     *row->address = frim_dlsym(m_handle, row->name);
     if (*row->address == nullptr) {
-      HITACHI_TRACE(FI_TRACE_WARNING, " resolveSvrrmSymbols(): Error in dlsym for symbol %s with masking %d. err msg %s.",
+      HITACHI_TRACE(FI_TRACE_WARNING,
+                    " resolveSvrrmSymbols(): Error in dlsym for symbol %s with masking %d. err msg %s.",
                     row->name, row->mask, frim_dlerror());
       if (row->mask & 1) return -1;
     }
@@ -121,7 +123,8 @@ int CHitachiCommandIntf::fini() {
 int CHitachiCommandIntf::getVersion(int* version) { return ShadowImage_call_getrmver(version); }
 
 int CHitachiCommandIntf::ShadowImage_call_attachcmddev(cmddevinfo* info, char* cmddev, int instance) {
-  HITACHI_TRACE(FI_TRACE_FLOW, "Calling attachcmddev params : cmddev [%s] inst [%d]", cmddev ? cmddev : "", instance);
+  HITACHI_TRACE(FI_TRACE_FLOW, "Calling attachcmddev params : cmddev [%s] inst [%d]", cmddev ? cmddev : "",
+                instance);
   if (p_attachcmddev == nullptr) symbolEmpty("attachcmddev", __FILE__, __LINE__);
   return p_attachcmddev(info, cmddev, instance);
 }
@@ -138,8 +141,10 @@ int CHitachiCommandIntf::ShadowImage_call_getldev(cmddevinfo* info, targdev* tar
   return p_getldev(info, targ);
 }
 
-int CHitachiCommandIntf::ShadowImage_call_getrminfo(cmddevinfo* info, int ope, int ldev, int port, rminfo* out) {
-  HITACHI_TRACE(FI_TRACE_FLOW, "Calling getrminfo with params ope = %d, ldev = %d, port = %d", ope, ldev, port);
+int CHitachiCommandIntf::ShadowImage_call_getrminfo(cmddevinfo* info, int ope, int ldev, int port,
+                                                    rminfo* out) {
+  HITACHI_TRACE(FI_TRACE_FLOW, "Calling getrminfo with params ope = %d, ldev = %d, port = %d", ope, ldev,
+                port);
   if (p_getrminfo == nullptr) symbolEmpty("getrminfo", __FILE__, __LINE__);
   return p_getrminfo(info, ope, ldev, port, out);
 }
@@ -220,14 +225,17 @@ bool CHitachiCommandIntf::attachCmd(SCmdInfoPtr cmd) {
   try {
     number = cmd->instance.get(cmd->udid);
   } catch (const ErrorInstanceNo& e) {
-    HITACHI_TRACE(FI_TRACE_ERROR, "Couldn't get instance no failed with message '%s'.", e.getMessage().c_str());
+    HITACHI_TRACE(FI_TRACE_ERROR, "Couldn't get instance no failed with message '%s'.",
+                  e.getMessage().c_str());
     return false;
   }
   // Kept: a block left by an earlier attach is not freed; its owner frees the last one.
   cmd->info = static_cast<cmddevinfo*>(::operator new(sizeof(cmddevinfo)));
   std::memset(cmd->info, 0, sizeof(cmddevinfo));
   int rc = ShadowImage_call_attachcmddev(cmd->info, cmd->cmddev, number);
-  if (rc != 0) reportFailure(cmd->info, " attachcmddev failed.", rc, "attachcmddev", HITACHI_EXC_COMMAND, __FILE__, __LINE__);
+  if (rc != 0)
+    reportFailure(cmd->info, " attachcmddev failed.", rc, "attachcmddev", HITACHI_EXC_COMMAND, __FILE__,
+                  __LINE__);
   cmd->attached = true;
   return true;
 }
@@ -236,7 +244,9 @@ int CHitachiCommandIntf::detachCmd(SCmdInfoPtr cmd) {
   HITACHI_TRACE_FUNCTION("CHitachiCommandIntf::detachCmd");
   if (!cmd->attached) return 0;
   int rc = ShadowImage_call_detachcmddev(cmd->info);
-  if (rc != 0) reportFailure(cmd->info, " detachcmddev failed.", rc, "detachcmddev", HITACHI_EXC_COMMAND, __FILE__, __LINE__);
+  if (rc != 0)
+    reportFailure(cmd->info, " detachcmddev failed.", rc, "detachcmddev", HITACHI_EXC_COMMAND, __FILE__,
+                  __LINE__);
   cmd->attached = false;
   return 0;
 }

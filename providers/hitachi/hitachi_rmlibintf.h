@@ -4,10 +4,9 @@
 #include <string>
 
 #include "cfismartptr.h"
-
 #include "hitachi_cmdinfo.h"
-#include "hitachi_vdisk.h"
 #include "hitachi_rmlib_records.h"
+#include "hitachi_vdisk.h"
 
 // One row of the process-wide table of RAID Manager library functions.
 // Mask bit 2: looked up by init's pass; bit 1: required (a library without
@@ -87,7 +86,8 @@ class CHitachiCommandIntf {
   static int printVolStat(targdev targ, pairstatinfo stat);
   int synchronize(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& disk, SHitachiVirtualDisk copy, bool ropt);
   int splitPair(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& disk, SHitachiVirtualDisk copy);
-  int getPairStatus(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& disk, SHitachiVirtualDisk copy, bool refresh);
+  int getPairStatus(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& disk, SHitachiVirtualDisk copy,
+                    bool refresh);
 
   // Target discovery and pair selection.
   std::string findConfiguredTarget(std::string target);
@@ -100,8 +100,8 @@ class CHitachiCommandIntf {
   // `kind` for `api` on the block's array, with the library's text as the
   // reason. With `nullGuard`, a missing library text is traced as "NULL"
   // and reported as "Empty error message".
-  [[noreturn]] void reportFailure(cmddevinfo* info, const char* failedLine, int error, const char* api, int kind,
-                                  const char* file, int line, bool nullGuard = false);
+  [[noreturn]] void reportFailure(cmddevinfo* info, const char* failedLine, int error, const char* api,
+                                  int kind, const char* file, int line, bool nullGuard = false);
 
  private:
   void* m_handle = nullptr;
