@@ -67,7 +67,6 @@ bool CFiProviderListFactory::add(const CFiProviderInfo& info) {
   return true;
 }
 
-
 void CFiProviderListFactory::freeElement(zfi_provider_list* element) {
   if (element == nullptr) return;
   freeText(element->name);

@@ -1,6 +1,7 @@
 #include "cmnnetwork.h"
 
 #include <netdb.h>
+#include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -8,7 +9,6 @@
 #include <cstring>
 #include <fstream>
 #include <sstream>
-#include <strings.h>
 
 namespace {
 
