@@ -1,2 +1,2 @@
 # Plugin base classes with the kit defaults of every framework operation.
-pdk_add_family(pdk_pluginbase src/cfipluginbase.cpp)
+pdk_add_family(pdk_pluginbase src/cfipluginbase.cpp src/cfipluginconfig.cpp)

@@ -37,6 +37,11 @@ enum {
   ZFI_E_RMLIB = 30         /* RAID Manager library cannot be initialised */
 };
 
+/* Modes of the config operation. */
+enum {
+  ZFI_CONFIG_SET = 1 /* text: the parameter XML with the values to take */
+};
+
 /* Bits of zfi_domain.flags. */
 enum {
   ZFI_NODE_MADE = 0x1, /* set by make for each node it returns */

@@ -253,7 +253,6 @@ int CFiPluginInterposer::importTreeNode(zfi_domain*, frim_objid**, frim_objid**,
   return ZFI_E_NOT_SUPPORTED;
 }
 int CFiPluginInterposer::initNode(zfi_domain*, zfi_domain**, int, frim_objid*) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginBase::config(zfi_domain*, int, char*, zfi_confspec*) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginInterposer::initAltNode(zfi_domain*, zfi_domain*, zfi_domain*, bool) {
   return ZFI_E_NOT_SUPPORTED;
 }
