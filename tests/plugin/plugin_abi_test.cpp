@@ -5,12 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "sim_control.h"
 #include "sysfs_tree.h"
+#include "test_helpers.h"
 #include "zfi.h"
 
 namespace {
@@ -19,16 +18,20 @@ class PluginAbi : public ::testing::Test {
  protected:
   PluginAbi() : sim(SIM_ROOT) {}
   void SetUp() override {
-    ::setenv("HITACHIFI_SYSFS_ROOT", (sim.dir() + "/sys").c_str(), 1);
-    ::setenv("HITACHIFI_CACHE_DIR", sim.dir().c_str(), 1);
-    ::setenv("HITACHIFI_TRACE_DIR", sim.dir().c_str(), 1);
-    ::setenv("HITACHIFI_TRACE_FILE", "abi.log", 1);
-    ::setenv("HITACHIFI_TRACE_LEVEL", "3", 1);
+    for (const auto& var :
+         {std::make_pair("HITACHIFI_SYSFS_ROOT", sim.dir() + "/sys"),
+          std::make_pair("HITACHIFI_CACHE_DIR", sim.dir()), std::make_pair("HITACHIFI_TRACE_DIR", sim.dir()),
+          std::make_pair("HITACHIFI_TRACE_FILE", std::string("abi.log")),
+          std::make_pair("HITACHIFI_TRACE_LEVEL", std::string("3"))})
+      ::setenv(var.first, var.second.c_str(), 1);
     SysfsTree tree(sim.dir() + "/sys");
     tree.disk("sdb", "2:0:0:0", "HITACHI ", "OPEN-V-CM       ", "4100010FFF");
     tree.disk("sdi", "3:0:0:0", "HP      ", "OPEN-V-CM       ", "5200020FFF");
     handle = ::dlopen(PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(nullptr, handle) << ::dlerror();
+    zfi_version version{};
+    ASSERT_EQ(0, entry<int (*)(zfi_fw_info*, zfi_version*, const char*)>("init")(nullptr, &version, "fim"));
+    EXPECT_EQ(7, version.major);
   }
   void TearDown() override {
     if (handle) ::dlclose(handle);
@@ -44,30 +47,19 @@ class PluginAbi : public ::testing::Test {
 };
 
 TEST_F(PluginAbi, InitDelayedInitAndFiniAgainstTheSimulator) {
-  zfi_version version{};
-  char language[] = "en";
-  char* languages[] = {language, nullptr};
-  zfi_fw_info info{nullptr, nullptr, nullptr, languages};
-  ASSERT_EQ(0, entry<int (*)(zfi_fw_info*, zfi_version*, const char*)>("init")(&info, &version, "fim"));
-  EXPECT_EQ(7, version.major);
-  // The first call that needs the arrays runs delayed initialisation.
-  EXPECT_EQ(0, entry<int (*)(zfi_domain*)>("cache_disable")(nullptr));
+  EXPECT_EQ(0, entry<int (*)(zfi_domain*)>("cache_disable")(nullptr));  // runs delayed initialisation
   zfi_msg_info* message = nullptr;
   EXPECT_EQ(0, entry<int (*)(zfi_msg_info**)>("get_last_error")(&message));
   EXPECT_EQ(nullptr, message);
   entry<void (*)()>("fini")();
-  std::ostringstream log;
-  log << std::ifstream(sim.dir() + "/abi.log").rdbuf();
-  EXPECT_NE(std::string::npos, log.str().find("udid=\"UDID##HITACHI##HDS##410001##4095\""));
-  EXPECT_NE(std::string::npos, log.str().find("udid=\"UDID##HP##XP##520002##4095\""));
+  const std::string log = readText(sim.dir() + "/abi.log");
+  EXPECT_NE(std::string::npos, log.find("udid=\"UDID##HITACHI##HDS##410001##4095\""));
+  EXPECT_NE(std::string::npos, log.find("udid=\"UDID##HP##XP##520002##4095\""));
   EXPECT_EQ(0, sim.calls("attachcmddev"));  // nothing attached without work to do
 }
 
 TEST_F(PluginAbi, LocaleMessageOfAReportedRecord) {
-  zfi_version version{};
-  ASSERT_EQ(0, entry<int (*)(zfi_fw_info*, zfi_version*, const char*)>("init")(nullptr, &version, "fim"));
-  zfi_msg_arg args[2] = {{ZFI_MSG_ARG_STRING, 0, const_cast<char*>("HPXP_Clone")},
-                         {ZFI_MSG_ARG_INT, 5, nullptr}};
+  zfi_msg_arg args[1] = {{ZFI_MSG_ARG_STRING, 0, const_cast<char*>("HPXP_Clone")}};
   zfi_msg_info record{};
   record.msg_id = const_cast<char*>("MSG_ERROR_INVALID_SPLIT_TYPE");
   record.arg_count = 1;

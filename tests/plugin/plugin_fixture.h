@@ -15,34 +15,36 @@
 #include "sysfs_tree.h"
 #include "test_helpers.h"
 
-// A plugin object over the simulator, with a private cache directory, a
-// prepared sysfs tree (empty until a test adds disks) and a trace log at
-// level 6 in the simulator's directory.
+using namespace frim_pdk_4_4;
+
+// A plugin object over the simulator, with a private cache directory, an
+// empty prepared sysfs tree and a level 6 trace, all in the simulator's
+// directory.
 class PluginTest : public ::testing::Test {
  protected:
-  PluginTest() : sim(SIM_ROOT) {}
+  PluginTest() : sim(SIM_ROOT), tree(sim.dir() + "/sys") {}
   void SetUp() override {
-    ::setenv("HITACHIFI_SYSFS_ROOT", (sim.dir() + "/sys").c_str(), 1);
+    ::setenv("HITACHIFI_SYSFS_ROOT", tree.root().c_str(), 1);
     ::setenv("HITACHIFI_CACHE_DIR", sim.dir().c_str(), 1);
-    tree.reset(new SysfsTree(sim.dir() + "/sys"));
-    log = frim_pdk_4_4::CFiContextSingleton<frim_pdk_4_4::CFiTraceLog, FI_PLUGIN_NAME>::instance(false);
+    log = CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(false);
     log->initialize("hitachifi", ACE_CString(sim.dir().c_str()), ACE_CString("trace.log"), 6, false);
-    plugin = frim_pdk_4_4::CFiSmartPtr<CHitachiPlugin>(new CHitachiPlugin());
+    plugin = CFiSmartPtr<CHitachiPlugin>(new CHitachiPlugin());
     plugin->registerTraceLog(log);
   }
   void TearDown() override {
     plugin.release();
     log.release();
-    frim_pdk_4_4::CFiContextSingleton<frim_pdk_4_4::CFiTraceLog, FI_PLUGIN_NAME>::instance(true);
-    frim_pdk_4_4::CFiContextSingleton<frim_pdk_4_4::CFiMessageCatalogManager, FI_PLUGIN_NAME>::instance(true);
-    frim_pdk_4_4::CFiContextSingleton<frim_pdk_4_4::CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(true);
+    CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(true);
+    CFiContextSingleton<CFiMessageCatalogManager, FI_PLUGIN_NAME>::instance(true);
+    CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(true);
   }
   std::string trace() { return readText(sim.dir() + "/trace.log"); }
+  bool traced(const std::string& line) { return trace().find(line) != std::string::npos; }
 
   SimControl sim;
-  std::unique_ptr<SysfsTree> tree;
-  frim_pdk_4_4::CFiTraceLogPtr log;
-  frim_pdk_4_4::CFiSmartPtr<CHitachiPlugin> plugin;
+  SysfsTree tree;
+  CFiTraceLogPtr log;
+  CFiSmartPtr<CHitachiPlugin> plugin;
 };
 
 #endif

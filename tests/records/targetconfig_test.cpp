@@ -13,65 +13,45 @@ namespace {
 
 using Targets = std::vector<std::string>;
 
-class TargetConfig : public ::testing::Test {
- protected:
-  // The message a malformed text gives; "" when it parses.
-  std::string errorFor(const std::string& text) {
-    try {
-      config.parse(text);
-    } catch (const CFiTargetConfigError& e) {
-      return e.what();
-    }
-    return "";
-  }
+TEST(TargetConfig, ReadsSourcesWithTheirTargetsInOrderPastComments) {
   CFiTargetConfig config;
-};
-
-TEST_F(TargetConfig, ReadsSourcesWithTheirTargetsInOrder) {
   config.parse(
-      "# administrator's targets\n"
-      "UDID##HP##XP##520002##300 = UDID##HP##XP##520002##600, UDID##HP##XP##520002##601\n"
+      "  # administrator's targets\r\n"
+      "UDID##HP##XP##520002##300 = UDID##HP##XP##520002##600, UDID##HP ##XP##520002##601  # db\r\n"
       "\n"
       "node UDID##A##B##1##2 = t##3\n"
       "UDID##A##B##1##2 = t##4; UDID##A##B##1##5 = t##6");
-  EXPECT_EQ((Targets{"UDID##HP##XP##520002##600", "UDID##HP##XP##520002##601"}),
+  EXPECT_EQ((Targets{"UDID##HP##XP##520002##600", "UDID##HP ##XP##520002##601"}),
             config.targetsFor("UDID##HP##XP##520002##300"));
   EXPECT_EQ((Targets{"t##3", "t##4"}), config.targetsFor("<hitachifi>UDID##A##B##1##2"));
   EXPECT_EQ((Targets{"t##6"}), config.targetsFor("UDID##A##B##1##5"));
   EXPECT_TRUE(config.targetsFor("UDID##A##B##1##22").empty());
 }
 
-TEST_F(TargetConfig, CommentsEndLinesButUdidSeparatorsDoNot) {
-  config.parse(
-      "  # indented comment\r\n"
-      "UDID##HITACHI ##OPEN-V ##410##12 = UDID##HITACHI ##OPEN-V ##410##40   # db volume\r\n");
-  EXPECT_EQ((Targets{"UDID##HITACHI ##OPEN-V ##410##40"}),
-            config.targetsFor("UDID##HITACHI ##OPEN-V ##410##12"));
-}
-
-TEST_F(TargetConfig, MalformedEntriesNameTheirLine) {
-  EXPECT_EQ(
-      "snapshot_resource_spec line 2: expected '<source UDID> = <target>[, <target>...]', found 'broken'",
-      errorFor("UDID##A##B##1##2 = t##3\nbroken"));
-  EXPECT_EQ("snapshot_resource_spec line 1: no source device before '='", errorFor(" = t##1"));
-  EXPECT_EQ("snapshot_resource_spec line 1: source 'x##1' is not a device UDID (reason 2)",
-            errorFor("x##1 = t##2"));
-  EXPECT_EQ("snapshot_resource_spec line 1: target 't##x' does not end in '##<device id>'",
-            errorFor("UDID##A##B##1##2 = t##x"));
-  EXPECT_EQ("snapshot_resource_spec line 1: target 't##' does not end in '##<device id>'",
-            errorFor("UDID##A##B##1##2 = t##"));
-  EXPECT_EQ("snapshot_resource_spec line 3: missing target for 'UDID##A##B##1##2'",
-            errorFor("\n\nUDID##A##B##1##2 = t##3,"));
-  EXPECT_EQ("snapshot_resource_spec line 1: no target after '=' for 'UDID##A##B##1##2'",
-            errorFor("UDID##A##B##1##2 ="));
-  EXPECT_EQ("snapshot_resource_spec line 2: target 't##3' is listed twice for 'UDID##A##B##1##2'",
-            errorFor("UDID##A##B##1##2 = t##3\nUDID##A##B##1##2 = t##3"));
-}
-
-TEST_F(TargetConfig, MalformedTextKeepsThePreviousConfigurationAndAnEmptyOneClearsIt) {
-  config.parse("UDID##A##B##1##2 = t##3");
-  EXPECT_NE("", errorFor("UDID##A##B##1##2 = t##4\nbroken"));
-  EXPECT_EQ((Targets{"t##3"}), config.targetsFor("UDID##A##B##1##2"));
+TEST(TargetConfig, MalformedEntriesNameTheirLineAndKeepThePreviousConfiguration) {
+  const char* const rows[][2] = {
+      {"UDID##A##B##1##2 = t##3\nbroken",
+       "line 2: expected '<source UDID> = <target>[, <target>...]', found 'broken'"},
+      {" = t##1", "line 1: no source device before '='"},
+      {"x##1 = t##2", "line 1: source 'x##1' is not a device UDID (reason 2)"},
+      {"UDID##A##B##1##2 = t##x", "line 1: target 't##x' does not end in '##<device id>'"},
+      {"UDID##A##B##1##2 = t##", "line 1: target 't##' does not end in '##<device id>'"},
+      {"\n\nUDID##A##B##1##2 = t##3,", "line 3: missing target for 'UDID##A##B##1##2'"},
+      {"UDID##A##B##1##2 =", "line 1: no target after '=' for 'UDID##A##B##1##2'"},
+      {"UDID##A##B##1##2 = t##3\nUDID##A##B##1##2 = t##3",
+       "line 2: target 't##3' is listed twice for 'UDID##A##B##1##2'"}};
+  CFiTargetConfig config;
+  config.parse("UDID##A##B##1##2 = t##9");
+  for (const auto& row : rows) {
+    std::string error;
+    try {
+      config.parse(row[0]);
+    } catch (const CFiTargetConfigError& e) {
+      error = e.what();
+    }
+    EXPECT_EQ(std::string("snapshot_resource_spec ") + row[1], error);
+  }
+  EXPECT_EQ((Targets{"t##9"}), config.targetsFor("UDID##A##B##1##2"));
   config.parse(" \n# nothing\n;;\n");
   EXPECT_TRUE(config.empty());
 }

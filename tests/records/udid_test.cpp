@@ -8,51 +8,37 @@ using frim_pdk_4_4::CFiUdidException;
 
 namespace {
 
-class Udid : public ::testing::Test {
- protected:
-  // The reason parse() gives for `text`; 0 when it parses.
-  static int reasonFor(const char* text) {
-    try {
-      CFiUdid udid(text);
-    } catch (const CFiUdidException& e) {
-      EXPECT_EQ(text ? text : "", e.getText());
-      return e.getReason();
-    }
-    return 0;
-  }
-};
-
-TEST_F(Udid, ParsesVendorProductEnclosureAndDevice) {
+TEST(Udid, ParsesPartsAndEachParseStartsAfresh) {
   CFiUdid udid("<hitachifi>UDID##HITACHI##HDS##410##12");  // the prefix may stand anywhere
-  EXPECT_EQ("HITACHI", udid.getVendor());
-  EXPECT_EQ("HDS", udid.getProduct());
-  EXPECT_EQ("410", udid.getEnclosureId());
-  EXPECT_EQ("12", udid.getDeviceId());
-  EXPECT_TRUE(udid.hasEnclosureId());
+  EXPECT_EQ("HITACHI|HDS|410|12", udid.getVendor() + "|" + udid.getProduct() + "|" + udid.getEnclosureId() +
+                                      "|" + udid.getDeviceId());
   udid.parse("UDID##A##B##C##D##E");  // the device keeps further separators
   EXPECT_EQ("C", udid.getEnclosureId());
   EXPECT_EQ("D##E", udid.getDeviceId());
-}
-
-TEST_F(Udid, ParseClearsThePreviousPartsAndALoneLastPartIsTheDevice) {
-  CFiUdid udid("UDID##HITACHI##HDS##410##12");
-  udid.parse("UDID##A##B##C");
+  udid.parse("UDID##A##B##C");  // a lone last part is the device
   EXPECT_EQ("C", udid.getDeviceId());
-  EXPECT_EQ("", udid.getEnclosureId());
   EXPECT_FALSE(udid.hasEnclosureId());
   EXPECT_THROW(udid.parse("UDID##A"), CFiUdidException);
-  EXPECT_EQ("", udid.getVendor());
-  EXPECT_EQ("", udid.getDeviceId());
+  EXPECT_EQ("", udid.getVendor() + udid.getDeviceId());
 }
 
-TEST_F(Udid, MalformedTextsGiveTheirReason) {
-  EXPECT_EQ(1, reasonFor("UDID##HP##XP##"));
-  EXPECT_EQ(2, reasonFor("HITACHI##HDS##1##2"));
-  EXPECT_EQ(2, reasonFor("UDID#HITACHI##HDS##1##2"));
-  EXPECT_EQ(2, reasonFor(nullptr));
-  EXPECT_EQ(3, reasonFor("UDID##HITACHI"));
-  EXPECT_EQ(4, reasonFor("UDID##HITACHI##HDS"));
-  EXPECT_EQ(0, reasonFor("UDID######1"));  // empty vendor and product are allowed
+TEST(Udid, MalformedTextsGiveTheirReasonAndText) {
+  const struct {
+    const char* text;
+    int reason;
+  } rows[] = {{"UDID##HP##XP##", 1}, {"HITACHI##HDS##1##2", 2}, {"UDID#HITACHI##HDS##1##2", 2},
+              {nullptr, 2},          {"UDID##HITACHI", 3},      {"UDID##HITACHI##HDS", 4},
+              {"UDID######1", 0}};  // empty vendor and product are allowed
+  for (const auto& row : rows) {
+    int reason = 0;
+    try {
+      CFiUdid udid(row.text);
+    } catch (const CFiUdidException& e) {
+      EXPECT_EQ(row.text ? row.text : "", e.getText());
+      reason = e.getReason();
+    }
+    EXPECT_EQ(row.reason, reason) << (row.text ? row.text : "null");
+  }
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // Listing, validation and multipath filtering of SCSI disks on prepared
-// sysfs trees.
+// sysfs trees, and the real /sys.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -7,20 +7,20 @@
 #include <vector>
 
 #include "device_discovery_base.h"
-#include "scratch_dir.h"
 #include "sysfs_tree.h"
 
 namespace {
 
-std::vector<std::string> namesOf(const std::vector<SScsiDevice>& disks) {
-  std::vector<std::string> names;
+using Names = std::vector<std::string>;
+
+Names namesOf(const std::vector<SScsiDevice>& disks) {
+  Names names;
   for (const SScsiDevice& disk : disks) names.push_back(disk.name);
   return names;
 }
 
 class Discovery : public ::testing::Test {
  protected:
-  Discovery() : tree(dir.path() + "/sys") {}
   std::vector<SScsiDevice> rescan() {
     CDeviceDiscoveryBase discovery(
         std::unique_ptr<CScsiTool>(new CScsiTool(tree.root())),
@@ -28,65 +28,52 @@ class Discovery : public ::testing::Test {
     return discovery.rescan(false, false, false);
   }
   std::vector<SScsiDevice> listed() { return CScsiTool(tree.root()).listDisks(); }
-
-  ScratchDir dir;
   SysfsTree tree;
 };
 
-TEST_F(Discovery, ListsDisksInNameOrderWithInquiryTextsAsReported) {
+TEST_F(Discovery, ListsSdDisksWithAnAddressAndInquiryInNameOrderAsReported) {
   tree.disk("sdb", "2:0:3:1", "HITACHI ", "OPEN-V-CM       ", "4100010FFF");
   tree.disk("sda", "0:1:0:0", "ATA     ", "QEMU HARDDISK   ", "QM0001");
-  std::vector<SScsiDevice> disks = rescan();
-  ASSERT_EQ((std::vector<std::string>{"/dev/sda", "/dev/sdb"}), namesOf(disks));
-  EXPECT_EQ("HITACHI ", disks[1].vendor);
-  EXPECT_EQ("OPEN-V-CM       ", disks[1].product);
-  EXPECT_EQ(2, disks[1].host);
-  EXPECT_EQ(0, disks[1].bus);
-  EXPECT_EQ(3, disks[1].target);
-  EXPECT_EQ(1, disks[1].lun);
-  EXPECT_EQ(1, disks[0].bus);
-  EXPECT_EQ("4100010FFF", disks[1].unitSerial);
-}
-
-TEST_F(Discovery, OnlySdBlockDevicesWithAnAddressAndInquiryAreListed) {
-  tree.disk("sda", "0:0:0:0", "HITACHI ", "OPEN-V", "4100010100");
   tree.removeAttribute("sda", "state");  // missing state and type: a running disk
-  tree.disk("sdb", "0:0:0:1", "HITACHI ", "OPEN-V", "4100010101");
-  tree.disk("sdc", "0:0:0:2", "HITACHI ", "OPEN-V", "4100010102");
+  tree.disk("sdc", "0:0:0:1", "HITACHI ", "OPEN-V", "4100010101");
+  tree.removeAttribute("sdc", "vendor");
+  tree.disk("sdd", "0:0:0:2", "HITACHI ", "OPEN-V", "4100010102");
+  tree.removeAttribute("sdd", "model");
   tree.disk("sr0", "1:0:0:0", "HITACHI ", "OPEN-V", "4100010103");
-  tree.disk("sdd", "not-an-address", "HITACHI ", "OPEN-V", "4100010104");
-  tree.removeAttribute("sdb", "vendor");
-  tree.removeAttribute("sdc", "model");
+  tree.disk("sde", "not-an-address", "HITACHI ", "OPEN-V", "4100010104");
   std::vector<SScsiDevice> disks = rescan();
-  ASSERT_EQ((std::vector<std::string>{"/dev/sda"}), namesOf(disks));
+  ASSERT_EQ((Names{"/dev/sda", "/dev/sdb"}), namesOf(disks));
   EXPECT_EQ("running", disks[0].state);
-  EXPECT_EQ(0, disks[0].type);
+  EXPECT_EQ(1, disks[0].bus);
+  EXPECT_EQ("HITACHI |OPEN-V-CM       |4100010FFF",
+            disks[1].vendor + "|" + disks[1].product + "|" + disks[1].unitSerial);
+  EXPECT_EQ((std::vector<int>{2, 0, 3, 1}),
+            (std::vector<int>{disks[1].host, disks[1].bus, disks[1].target, disks[1].lun}));
 }
 
 TEST_F(Discovery, DeadDevicesNonDisksAndBlankInquiryAreInvalid) {
   tree.disk("sda", "0:0:0:0", "HITACHI ", "OPEN-V", "4100010100", "offline");
   tree.disk("sdb", "0:0:0:1", "HITACHI ", "OPEN-V", "4100010101", "transport-offline");
-  tree.disk("sdc", "0:0:0:2", "HITACHI ", "OPEN-V", "4100010102", "del");
+  tree.disk("sdc", "0:0:0:2", "        ", "OPEN-V", "4100010102");
+  tree.disk("sdf", "0:0:0:5", "HITACHI ", "                ", "4100010105");
   tree.disk("sdd", "0:0:0:3", "HITACHI ", "OPEN-V", "4100010103");
   tree.attribute("sdd", "type", "5\n");  // a CD-ROM
-  tree.disk("sde", "0:0:0:4", "        ", "OPEN-V", "4100010104");
-  tree.disk("sdf", "0:0:0:5", "HITACHI ", "                ", "4100010105");
-  tree.disk("sdg", "0:0:0:6", "HITACHI ", "OPEN-V", "4100010106");
-  tree.attribute("sdg", "type", "disk\n");
+  tree.disk("sde", "0:0:0:4", "HITACHI ", "OPEN-V", "4100010104");
+  tree.attribute("sde", "type", "disk\n");
   tree.disk("sdh", "0:0:0:7", "HITACHI ", "OPEN-V", "4100010107", "blocked");  // transient: kept
-  EXPECT_EQ(8u, listed().size());
-  EXPECT_EQ((std::vector<std::string>{"/dev/sdh"}), namesOf(rescan()));
+  EXPECT_EQ(7u, listed().size());
+  EXPECT_EQ((Names{"/dev/sdh"}), namesOf(rescan()));
 }
 
 TEST_F(Discovery, OnlyAMultipathPathThatIsNotRunningIsStale) {
   tree.disk("sda", "0:0:0:0", "HITACHI ", "OPEN-V", "4100010100", "blocked");
   tree.holder("sda", "dm-3", "LVM-Xa8TqkWm2m");  // a volume group is no multipath map
   tree.disk("sdc", "2:0:0:2", "HITACHI ", "OPEN-V", "4100010100", "blocked");
-  tree.multipathHolder("sdc");
+  tree.holder("sdc");
   tree.disk("sde", "3:0:0:2", "HITACHI ", "OPEN-V", "4100010100");
-  tree.multipathHolder("sde");
+  tree.holder("sde");
   std::vector<SScsiDevice> disks = rescan();
-  ASSERT_EQ((std::vector<std::string>{"/dev/sda", "/dev/sde"}), namesOf(disks));
+  ASSERT_EQ((Names{"/dev/sda", "/dev/sde"}), namesOf(disks));
   CMpathDiscoveryManager mpath(tree.root());
   EXPECT_EQ("", mpath.multipathMap(disks[0]));
   EXPECT_EQ("dm-0", mpath.multipathMap(disks[1]));
@@ -95,47 +82,30 @@ TEST_F(Discovery, OnlyAMultipathPathThatIsNotRunningIsStale) {
 }
 
 TEST_F(Discovery, UnitSerialIsTheTextOfPage80WithinItsLength) {
-  tree.disk("sda", "0:0:0:0", "HITACHI ", "OPEN-V", "4100010100");
-  tree.disk("sdb", "0:0:0:1", "HITACHI ", "OPEN-V", "");
-  tree.attribute("sdb", "vpd_pg80", std::string("\0\x80\0\x0a", 4) + "  4100010101  TRAILING");
-  tree.disk("sdc", "0:0:0:2", "HITACHI ", "OPEN-V", "");
-  tree.attribute("sdc", "vpd_pg80", std::string("\0\x83\0\x0a", 4) + "4100010102");  // not page 0x80
-  tree.disk("sdd", "0:0:0:3", "HITACHI ", "OPEN-V", "");
-  tree.attribute("sdd", "vpd_pg80", std::string("\0\x80", 2));  // truncated header
-  tree.disk("sde", "0:0:0:4", "HITACHI ", "OPEN-V", "");
-  tree.removeAttribute("sde", "vpd_pg80");
-  std::vector<SScsiDevice> disks = listed();
-  ASSERT_EQ(5u, disks.size());
-  EXPECT_EQ("4100010100", disks[0].unitSerial);
-  EXPECT_EQ("41000101", disks[1].unitSerial);
-  EXPECT_EQ("", disks[2].unitSerial);
-  EXPECT_EQ("", disks[3].unitSerial);
-  EXPECT_EQ("", disks[4].unitSerial);
+  const std::string pages[] = {std::string("\0\x80\0\x0a", 4) + "  4100010101  TRAILING",
+                               std::string("\0\x83\0\x0a", 4) + "4100010102",  // not page 0x80
+                               std::string("\0\x80", 2)};                      // truncated header
+  for (int i = 0; i < 4; ++i) {
+    const std::string name = std::string("sd") + char('a' + i);
+    tree.disk(name, "0:0:0:" + std::to_string(i), "HP", "X", "");
+    if (i < 3) tree.attribute(name, "vpd_pg80", pages[i]);
+  }
+  tree.removeAttribute("sdd", "vpd_pg80");
+  std::vector<std::string> serials;
+  for (const SScsiDevice& disk : listed()) serials.push_back(disk.unitSerial);
+  EXPECT_EQ((Names{"41000101", "", "", ""}), serials);
 }
 
-TEST(SysfsRoot, EnvironmentMovesTheRootAndEmptyMeansDefault) {
+TEST(SysfsRoot, EnvironmentMovesTheRootAndTheRealSysfsReadsWithoutFailing) {
   ::setenv("HITACHIFI_SYSFS_ROOT", "/tmp/prepared", 1);
-  EXPECT_EQ("/tmp/prepared", sysfsRoot());
   EXPECT_EQ("/tmp/prepared", CScsiTool().root());
   ::setenv("HITACHIFI_SYSFS_ROOT", "", 1);
   EXPECT_EQ("/sys", sysfsRoot());
   ::unsetenv("HITACHIFI_SYSFS_ROOT");
   EXPECT_EQ("/sys", sysfsRoot());
-  ScratchDir empty;  // a root without a block/ folder
-  EXPECT_TRUE(CScsiTool(empty.path()).listDisks().empty());
-  EXPECT_TRUE(CUDIDFactory(empty.path()).enumerateDeviceMap(false, false, false).empty());
-}
-
-TEST(SysfsRoot, TheRealSysfsIsReadWithoutFailing) {
-  ::unsetenv("HITACHIFI_SYSFS_ROOT");
-  CDeviceDiscoveryBase discovery(std::unique_ptr<CScsiTool>(new CScsiTool()),
-                                 std::unique_ptr<CMpathDiscoveryManager>(new CMpathDiscoveryManager()));
-  for (const SScsiDevice& disk : discovery.rescan(false, false, false)) {
-    EXPECT_EQ(0u, disk.name.find("/dev/sd"));
-    EXPECT_GE(disk.bus, 0);
-    EXPECT_TRUE(CScsiTool::validate(disk));
-  }
+  EXPECT_TRUE(CUDIDFactory("/tmp/no-such-sysfs").enumerateDeviceMap(false, false, false).empty());
   for (const auto& entry : CUDIDFactory().enumerateDeviceMap(false, false, false)) {
+    EXPECT_EQ(0u, entry.first.find("/dev/sd"));
     EXPECT_EQ(0u, entry.second.udid.find("UDID##"));
   }
 }

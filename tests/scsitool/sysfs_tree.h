@@ -1,6 +1,8 @@
 #ifndef TESTS_SCSITOOL_SYSFS_TREE_H
 #define TESTS_SCSITOOL_SYSFS_TREE_H
 
+#include <ftw.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,15 +14,22 @@
 //   devices/H:C:T:L/{vendor,model,state,vpd_pg80}
 //   block/sdX/device -> ../../devices/H:C:T:L
 //   block/sdX/holders/dm-N -> ../../dm-N,  block/dm-N/dm/uuid
+// Without a root it lives in a fresh directory that goes with the object.
 class SysfsTree {
  public:
-  explicit SysfsTree(const std::string& root) : m_root(root) {
-    make(root + "/block");
-    make(root + "/devices");
+  explicit SysfsTree(const std::string& root = "") : m_root(root) {
+    char pattern[] = "/tmp/sysfs-tree.XXXXXX";
+    if (m_root.empty() && ::mkdtemp(pattern)) m_root = m_scratch = pattern;
+    make(m_root + "/block");
+    make(m_root + "/devices");
   }
+  ~SysfsTree() {
+    if (!m_scratch.empty()) ::nftw(m_scratch.c_str(), &removeOne, 16, FTW_DEPTH | FTW_PHYS);
+  }
+  SysfsTree(const SysfsTree&) = delete;
+  SysfsTree& operator=(const SysfsTree&) = delete;
   const std::string& root() const { return m_root; }
 
-  // A disk "sdX" at SCSI address "H:C:T:L" with its inquiry data.
   void disk(const std::string& name, const std::string& address, const std::string& vendor,
             const std::string& model, const std::string& unitSerial, const std::string& state = "running") {
     const std::string device = m_root + "/devices/" + address;
@@ -28,28 +37,24 @@ class SysfsTree {
     write(device + "/vendor", vendor + "\n");
     write(device + "/model", model + "\n");
     write(device + "/state", state + "\n");
-    std::string page("\0\x80\0", 3);
-    page += static_cast<char>(unitSerial.size());
-    write(device + "/vpd_pg80", page + unitSerial);
+    write(device + "/vpd_pg80",
+          std::string("\0\x80\0", 3) + static_cast<char>(unitSerial.size()) + unitSerial);
     make(m_root + "/block/" + name + "/holders");
     ::symlink(("../../devices/" + address).c_str(), (m_root + "/block/" + name + "/device").c_str());
   }
-  // Replaces (or adds) one attribute file of a disk's SCSI device.
   void attribute(const std::string& name, const std::string& file, const std::string& content) {
     write(m_root + "/block/" + name + "/device/" + file, content);
   }
   void removeAttribute(const std::string& name, const std::string& file) {
     ::unlink((m_root + "/block/" + name + "/device/" + file).c_str());
   }
-  // Stacks device-mapper device `map` with the given uuid on disk `name`.
-  void holder(const std::string& name, const std::string& map, const std::string& uuid) {
+  // Stacks device-mapper device `map` with the given uuid on disk `name`;
+  // by default a path of the dm-multipath map dm-0.
+  void holder(const std::string& name, const std::string& map = "dm-0",
+              const std::string& uuid = "mpath-360060e8007c38b000030c38b00000100") {
     make(m_root + "/block/" + map + "/dm");
     write(m_root + "/block/" + map + "/dm/uuid", uuid + "\n");
     ::symlink(("../../" + map).c_str(), (m_root + "/block/" + name + "/holders/" + map).c_str());
-  }
-  // Makes disk `name` a path of the dm-multipath map dm-0.
-  void multipathHolder(const std::string& name) {
-    holder(name, "dm-0", "mpath-360060e8007c38b000030c38b00000100");
   }
 
  private:
@@ -61,7 +66,9 @@ class SysfsTree {
   static void write(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
   }
+  static int removeOne(const char* path, const struct stat*, int, struct FTW*) { return std::remove(path); }
   std::string m_root;
+  std::string m_scratch;
 };
 
 #endif
