@@ -1,19 +1,15 @@
 // The framework's buffer and object-id functions, as this test host
 // supplies them (exported from the test executable).
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
 #include "host.h"
 
-namespace {
-std::vector<frim_objid*> g_outstanding;
-}
-
 int g_failObjidAt = 0;
 int g_objidCalls = 0;
 int g_liveBuffers = 0;
+static std::vector<frim_objid*> g_outstanding;
 
 extern "C" __attribute__((visibility("default"))) void* frim_alloc_buf(size_t size) {
   ++g_liveBuffers;
@@ -27,9 +23,8 @@ extern "C" __attribute__((visibility("default"))) void frim_free_buf(void* buffe
 
 extern "C" __attribute__((visibility("default"))) frim_objid* frim_get_objid(const char* text, size_t length,
                                                                              int flags) {
-  ++g_objidCalls;
-  if (g_failObjidAt != 0 && g_objidCalls >= g_failObjidAt) return nullptr;
-  frim_objid* objid = static_cast<frim_objid*>(std::calloc(1, sizeof(frim_objid)));
+  if (g_failObjidAt != 0 && ++g_objidCalls >= g_failObjidAt) return nullptr;
+  auto* objid = static_cast<frim_objid*>(std::calloc(1, sizeof(frim_objid)));
   objid->name = static_cast<char*>(std::calloc(1, length + 1));
   std::memcpy(objid->name, text, length);
   objid->length = static_cast<uint32_t>(length);
@@ -39,16 +34,13 @@ extern "C" __attribute__((visibility("default"))) frim_objid* frim_get_objid(con
   return objid;
 }
 
-void freeObjid(frim_objid* objid) {
-  if (objid == nullptr) return;
-  g_outstanding.erase(std::remove(g_outstanding.begin(), g_outstanding.end(), objid), g_outstanding.end());
-  --g_liveBuffers;
-  std::free(objid->name);
-  std::free(objid);
-}
-
 void freeOutstandingObjids() {
-  while (!g_outstanding.empty()) freeObjid(g_outstanding.back());
+  for (frim_objid* objid : g_outstanding) {
+    --g_liveBuffers;
+    std::free(objid->name);
+    std::free(objid);
+  }
+  g_outstanding.clear();
 }
 
 // The host loads and unloads the plugin for every test. After an unload,

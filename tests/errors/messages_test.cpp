@@ -1,9 +1,10 @@
-// The error manager as the framework uses it: fetching, deleting and
-// draining messages, the index offset, and formatting a record, the
-// plugin's or one the framework built, for a locale.
+// The message catalog compiled into the library, and the error manager as the framework uses it: fetching,
+// deleting and draining messages, the index offset, and formatting a record,
+// the plugin's or one the framework built, for a locale.
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -16,10 +17,30 @@ namespace {
 
 icu::Formattable text(const char* value) { return icu::Formattable(icu::UnicodeString::fromUTF8(value)); }
 icu::Formattable number(int32_t value) { return icu::Formattable(value); }
-
 CFiMessagePtr message(const char* id, std::vector<icu::Formattable> args) {
-  return CFiMessagePtr(new CFiIcuMessage(id, args.data(), static_cast<int>(args.size()), ZFI_SEV_CRITICAL,
-                                         "../hitachi_clierror.h", 1));
+  return CFiMessagePtr(
+      new CFiIcuMessage(id, args.data(), static_cast<int>(args.size()), ZFI_SEV_CRITICAL, "f", 1));
+}
+
+TEST(MessageCatalog, EveryIdThePluginReportsHasATextAndAnIndexOfItsOwn) {
+  CFiIcuMessageCatalogFactory root("root", ACE_CString("hitachifi"));
+  std::set<int> indices;
+  for (const char* id :
+       {MSG_ERROR_HITACHI_COMMAND_FAILED, MSG_ERROR_HITACHI_INVALID_INPUT, MSG_ERROR_HITACHI_SYMBOL,
+        MSG_ERROR_HITACHI_BAD_PAIR_STATUS, MSG_ERROR_INITIALIZATION_FAILED, MSG_ERROR_INVALID_SPLIT_TYPE,
+        MSG_ERROR_NO_SNAPSHOT_TARGET_SELECTED, MSG_ERROR_PRIVATE_DATA_MALLOC,
+        MSG_ERROR_UDID_PARSING_EXCEPTION, MSG_ERROR_UNHANDLED_EXEC_PIPE_EXCEPTION,
+        MSG_ERROR_UNHANDLED_FIERROR_EXCEPTION, MSG_ERROR_UNHANDLED_INT_EXCEPTION,
+        MSG_ERROR_UNHANDLED_RUNTIME_EXCEPTION}) {
+    icu::UnicodeString pattern;
+    int index = 0;
+    ASSERT_TRUE(root.lookup(id, nullptr, pattern, index)) << id;
+    EXPECT_GT(pattern.length(), 0) << id;
+    EXPECT_TRUE(index > 0 && indices.insert(index).second) << id << " " << index;
+  }
+  icu::UnicodeString pattern;
+  int index = 0;
+  EXPECT_FALSE(root.lookup("MSG_ERROR_NO_SUCH_MESSAGE", nullptr, pattern, index));
 }
 
 // A record as the framework may build one itself.
@@ -29,18 +50,16 @@ struct FrameworkRecord {
     info.arg_count = static_cast<int>(args.size());
     info.args = args.empty() ? nullptr : args.data();
   }
-  FrameworkRecord(const FrameworkRecord&) = delete;
   std::vector<zfi_msg_arg> args;
   zfi_msg_info info{};
 };
-
 zfi_msg_arg textArg(const char* value) { return {ZFI_MSG_ARG_STRING, 0, const_cast<char*>(value)}; }
 zfi_msg_arg intArg(int64_t value) { return {ZFI_MSG_ARG_INT, value, nullptr}; }
 
 class ErrorManager : public ::testing::Test {
  protected:
   void SetUp() override {
-    catalogs = CFiCatalogManagerPtr(new CFiMessageCatalogManager());
+    CFiCatalogManagerPtr catalogs(new CFiMessageCatalogManager());
     catalogs->registerFactory(new CFiIcuMessageCatalogFactory("root", ACE_CString("hitachifi")));
     errors.registerHandler(new CFiErrorHandler(nullptr, "fr_FR", catalogs));
   }
@@ -71,15 +90,18 @@ class ErrorManager : public ::testing::Test {
   }
 
   CFiErrorManager errors;
-  CFiCatalogManagerPtr catalogs;
 };
 
-TEST_F(ErrorManager, DrainingGivesMessagesNewestFirstThenNothing) {
-  pushSymbol("first");
-  pushSymbol("second");
+TEST_F(ErrorManager, DrainingGivesTheNewestFirstAndAHostThatNeverFetchesKeepsOnlyTheNewest) {
+  const size_t pushed = CFiErrorManager::kMaxMessages + 10;
+  for (size_t i = 0; i < pushed; ++i) pushSymbol(std::to_string(i));
   errors.pushError(CFiMessagePtr());  // an empty pointer is not a message
-  EXPECT_EQ("second", takeLast(errors).first);
-  EXPECT_EQ("first", takeLast(errors).first);
+  EXPECT_EQ(CFiErrorManager::kMaxMessages, errors.size());
+  EXPECT_EQ(std::to_string(pushed - 1), takeLast(errors).first);
+  EXPECT_EQ(std::to_string(pushed - 2), takeLast(errors).first);
+  std::string oldest;
+  while (errors.size() > 0) oldest = takeLast(errors).first;
+  EXPECT_EQ("10", oldest);
   zfi_msg_info* info = reinterpret_cast<zfi_msg_info*>(0x1);
   EXPECT_EQ(0, errors.getLastError(&info));
   EXPECT_EQ(nullptr, info);
@@ -100,13 +122,15 @@ TEST_F(ErrorManager, NullOutputPointersAreRefusedAndNothingIsLost) {
   EXPECT_EQ(1u, errors.size());
 }
 
-TEST_F(ErrorManager, AFetchedRecordIsACopyThatOutlivesTheMessage) {
+TEST_F(ErrorManager, AFetchedRecordIsACopyThatOutlivesTheMessageAndCarriesTheOffsetIndex) {
   pushSymbol("kept");
   zfi_msg_info* a = nullptr;
   zfi_msg_info* b = nullptr;
   ASSERT_EQ(0, errors.getLastError(&a));
+  errors.setMessageIndexOffset(7000);
   ASSERT_EQ(0, errors.getLastError(&b));
-  EXPECT_NE(a, b);
+  EXPECT_GT(a->msg_index, 6000);  // the catalog's index plus the offset
+  EXPECT_EQ(a->msg_index + 1000, b->msg_index);
   EXPECT_EQ(0, errors.delLastError(&b));
   EXPECT_EQ(0u, errors.size());
   EXPECT_STREQ("kept", a->args[0].str_value);
@@ -114,38 +138,15 @@ TEST_F(ErrorManager, AFetchedRecordIsACopyThatOutlivesTheMessage) {
   CFiErrorManager::freeMessageInfo(a);
 }
 
-TEST_F(ErrorManager, AHostThatNeverFetchesKeepsOnlyTheNewestMessages) {
-  const size_t pushed = CFiErrorManager::kMaxMessages + 10;
-  for (size_t i = 0; i < pushed; ++i) pushSymbol(std::to_string(i));
-  EXPECT_EQ(CFiErrorManager::kMaxMessages, errors.size());
-  EXPECT_EQ(std::to_string(pushed - 1), takeLast(errors).first);
-  std::string oldest;
-  while (errors.size() > 0) oldest = takeLast(errors).first;
-  EXPECT_EQ("10", oldest);
-}
-
-TEST_F(ErrorManager, IndexIsTheCatalogIndexPlusTheOffset) {
-  pushSymbol("a");
-  zfi_msg_info* info = nullptr;
-  ASSERT_EQ(0, errors.getLastError(&info));
-  int atDefault = info->msg_index;
-  CFiErrorManager::freeMessageInfo(info);
-  errors.setMessageIndexOffset(7000);
-  ASSERT_EQ(0, errors.getLastError(&info));
-  EXPECT_GT(atDefault, 6000);
-  EXPECT_EQ(atDefault + 1000, info->msg_index);
-  CFiErrorManager::freeMessageInfo(info);
-}
-
-TEST_F(ErrorManager, NullLocaleUsesTheFrameworksLanguageAndUnknownLocalesGetTheEnglishText) {
-  FrameworkRecord record(MSG_ERROR_INVALID_SPLIT_TYPE, {textArg("x")});
-  const std::string english = "The snapshot method 'x' is not supported by this provider.";
-  EXPECT_EQ(english, localeText(&record.info, nullptr));  // fr_FR has no texts of its own
+TEST_F(ErrorManager, EveryLocaleWithoutTextsOfItsOwnGetsTheEnglishTextWithPlainNumbers) {
+  FrameworkRecord record(MSG_ERROR_UNHANDLED_INT_EXCEPTION,
+                         {intArg(1234567), textArg("b.cpp"), intArg(10000)});
   const std::string longName(4000, 'q');
+  // Null: the framework's language, fr_FR here.
   for (const char* locale :
-       {"", "../../../etc/passwd", "en_US@calendar=buddhist", "%s%n", longName.c_str()}) {
-    EXPECT_EQ(english, localeText(&record.info, locale)) << locale;
-  }
+       {static_cast<const char*>(nullptr), "de_DE", "../../../etc/passwd", longName.c_str()})
+    EXPECT_EQ("Unhandled error code 1234567. FILE=b.cpp LINE=10000", localeText(&record.info, locale))
+        << locale;
 }
 
 TEST_F(ErrorManager, ArgumentsThatDoNotFitTheTextAreStillDelivered) {
@@ -169,7 +170,7 @@ TEST_F(ErrorManager, ArgumentsThatDoNotFitTheTextAreStillDelivered) {
 
 TEST_F(ErrorManager, IdsNoCatalogKnowsAreDeliveredPlainly) {
   const std::string longId(4000, 'M');
-  for (const char* id : {"MSG_NOT_IN_CATALOG", "", "%s%s%n", longId.c_str()}) {
+  for (const char* id : {"", "%s%s%n", longId.c_str()}) {
     errors.pushError(message(id, {text("a"), number(2)}));
     zfi_msg_info* info = nullptr;
     ASSERT_EQ(0, errors.getLastError(&info));
