@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <memory>
 #include <string>
 
 #include "cficontextsingleton.h"
@@ -17,9 +16,8 @@
 
 using namespace frim_pdk_4_4;
 
-// A plugin object over the simulator, with a private cache directory, an
-// empty prepared sysfs tree and a level 6 trace, all in the simulator's
-// directory.
+// A plugin over the simulator with its own cache directory, an empty sysfs
+// tree and a level 6 trace, all in the simulator's directory.
 class PluginTest : public ::testing::Test {
  protected:
   PluginTest() : sim(SIM_ROOT), tree(sim.dir() + "/sys") {}

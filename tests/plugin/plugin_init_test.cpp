@@ -26,9 +26,7 @@ class PluginInit : public PluginTest {
     const CFiConfigParamInfoList& params = plugin->getConfigParamList();
     ASSERT_EQ(1u, params.getParams().size());
     EXPECT_TRUE(params.getParams()[0] == expected);
-    std::vector<CFiConfigParamInfo> described = CFiConfigParamInfoList::parseXML(params.getXML());
-    ASSERT_EQ(1u, described.size());
-    EXPECT_TRUE(described[0] == expected);
+    EXPECT_EQ(CFiConfigParamInfoList::parseXML(params.getXML()), params.getParams());  // the XML is current
   }
 };
 
@@ -62,30 +60,21 @@ TEST_F(PluginInit, WithoutTheLibraryInitReturns30WithFimsAndParameterRegistered)
 }
 
 TEST_F(PluginInit, HitachiFolderIsCreatedOnceAndAMissingCacheIsNoFailure) {
-  const mode_t mask = ::umask(022);
   const std::string dir = sim.dir() + "/hitachi/";
-  struct stat info;
   ASSERT_EQ(0, plugin->init());
-  ASSERT_EQ(0, ::stat(dir.c_str(), &info));
-  EXPECT_EQ(0755u, info.st_mode & 07777);
   plugin->fini();
-  ::umask(mask);
-
   ASSERT_EQ(0, ::chmod(dir.c_str(), 0700));
   std::ofstream(dir + "keep") << "x";
-  CFiSmartPtr<CHitachiPlugin> again(new CHitachiPlugin());
-  ASSERT_EQ(0, again->init());
+  ASSERT_EQ(0, CFiSmartPtr<CHitachiPlugin>(new CHitachiPlugin())->init());
+  struct stat info;
   ASSERT_EQ(0, ::stat(dir.c_str(), &info));
   EXPECT_EQ(0700u, info.st_mode & 07777);
   EXPECT_EQ(0, ::access((dir + "keep").c_str(), F_OK));
-  again->fini();
 
   ::setenv("HITACHIFI_CACHE_DIR", (sim.dir() + "/no/such/cache").c_str(), 1);
-  CFiSmartPtr<CHitachiPlugin> uncached(new CHitachiPlugin());
-  EXPECT_EQ(0, uncached->init());
+  EXPECT_EQ(0, CFiSmartPtr<CHitachiPlugin>(new CHitachiPlugin())->init());
   EXPECT_EQ(sim.dir() + "/no/such/cache/hitachi/", CInstanceManager::getInstanceNoPath());
   EXPECT_NE(0, ::access((sim.dir() + "/no").c_str(), F_OK));
-  uncached->fini();
 }
 
 TEST_F(PluginInit, TheDestructorCopesWithoutFini) {
