@@ -37,6 +37,11 @@ TEST_F(FaultInjection, FailsTheNamedFunctionOnceNTimesOrAlways) {
   EXPECT_EQ(RMSIM_PAIR, sim->pairStatus(kHitachi, 257, 0));  // a failed command changes nothing
   sim->clearFaults();
   EXPECT_EQ(0, split(kLun257, 0));
+
+  // Requests that cannot be faults are refused.
+  EXPECT_THROW(sim->setFault("pairdisplay", 206, "x", 1), rmsim::ModelError);
+  EXPECT_THROW(sim->setFault("getrmerrmsg", 206, "x", 1), rmsim::ModelError);
+  EXPECT_THROW(sim->setFault("getldev", 0, "x", 1), rmsim::ModelError);  // 0 would be a success
 }
 
 TEST_F(FaultInjection, AFailedAttachLeavesTheBlockUnattachedAndExplained) {
@@ -48,24 +53,6 @@ TEST_F(FaultInjection, AFailedAttachLeavesTheBlockUnattachedAndExplained) {
   EXPECT_EQ(RMSIM_E_NOCMD, lib.ldev(&other, &t));
   EXPECT_EQ(0, attach(&other, "/dev/sdi", 602));
   EXPECT_EQ(kHp, other.serial);
-}
-
-TEST_F(FaultInjection, GetrmverFailsWithoutACommandDeviceAndReportsTheVersionSetting) {
-  sim->setFault("getrmver", 12, "library not ready", 1);
-  int version = 0;
-  EXPECT_EQ(12, lib.version(&version));
-  EXPECT_EQ(0, lib.version(&version));
-  EXPECT_EQ(10630, version);
-  sim->setSetting("version", "10734");
-  EXPECT_EQ(0, lib.version(&version));
-  EXPECT_EQ(10734, version);
-}
-
-TEST_F(FaultInjection, RequestsThatCannotBeFaultsAreRefused) {
-  EXPECT_THROW(sim->setFault("pairdisplay", 206, "x", 1), rmsim::ModelError);
-  EXPECT_THROW(sim->setFault("getrmerrmsg", 206, "x", 1), rmsim::ModelError);
-  EXPECT_THROW(sim->setFault("getldev", 0, "x", 1), rmsim::ModelError);  // 0 would be a success
-  EXPECT_EQ(0, getldev());
 }
 
 class PairSuspension : public SimulatorTest {};

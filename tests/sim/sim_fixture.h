@@ -1,12 +1,17 @@
 #ifndef TESTS_SIM_SIM_FIXTURE_H
 #define TESTS_SIM_SIM_FIXTURE_H
 
-// What the simulator's tests share: the library loaded with dlopen from a
-// simroot, as the plugin loads it, a private state file with the default
-// model, and an attached command device.
+// The library loaded with dlopen from a simroot, as the plugin loads it, over
+// a private state file with the default model.
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/wait.h>
 
+#include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -15,61 +20,115 @@
 namespace simtest {
 
 // A fresh temporary directory, removed with everything in it.
-class TempDir {
- public:
-  TempDir();
-  ~TempDir();
-  TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
-  const std::string& path() const { return m_path; }
-
- private:
-  std::string m_path;
+struct TempDir {
+  TempDir() {
+    char pattern[] = "/tmp/rmsim-test.XXXXXX";
+    if (::mkdtemp(pattern) != nullptr) path = pattern;
+  }
+  ~TempDir() {
+    std::error_code ignored;
+    if (!path.empty()) std::filesystem::remove_all(path, ignored);
+  }
+  std::string path;
 };
 
-// The RMLIB functions of one libsvrrm.so, looked up by name; a function the
-// library lacks stays null.
+#define SIM_FUNCTION(member, name) \
+  decltype(&::name) member = reinterpret_cast<decltype(&::name)>(handle ? ::dlsym(handle, #name) : nullptr)
+
+// The RMLIB functions of one libsvrrm.so; a function it lacks stays null.
 struct Svrrm {
-  explicit Svrrm(const std::string& root);
-  ~Svrrm();
+  explicit Svrrm(const std::string& root)
+      : handle(::dlopen((root + "/usr/lib/libsvrrm.so").c_str(), RTLD_NOW | RTLD_LOCAL)) {}
+  ~Svrrm() {
+    if (handle) ::dlclose(handle);
+  }
   Svrrm(const Svrrm&) = delete;
   Svrrm& operator=(const Svrrm&) = delete;
 
-  void* handle = nullptr;
-  int (*attach)(cmddevinfo*, char*, int) = nullptr;
-  int (*detach)(cmddevinfo*) = nullptr;
-  int (*volstat)(cmddevinfo*, targdev*, pairstatinfo*) = nullptr;
-  int (*split)(cmddevinfo*, targdev*, int, int) = nullptr;
-  int (*resync)(cmddevinfo*, targdev*, int, int) = nullptr;
-  int (*ldev)(cmddevinfo*, targdev*) = nullptr;
-  int (*rminfo)(cmddevinfo*, int, int, int, void*) = nullptr;
-  char* (*errmsg)(cmddevinfo*) = nullptr;
-  int (*version)(int*) = nullptr;
-  int (*limit)(cmddevinfo*, dkc_limit*) = nullptr;
-  int (*fmtmsg)(cmddevinfo*, char*) = nullptr;
+  void* handle;
+  SIM_FUNCTION(attach, attachcmddev);
+  SIM_FUNCTION(detach, detachcmddev);
+  SIM_FUNCTION(volstat, pairvolstat);
+  SIM_FUNCTION(split, pairsplit);
+  SIM_FUNCTION(resync, pairresync);
+  SIM_FUNCTION(ldev, getldev);
+  SIM_FUNCTION(rminfo, getrminfo);
+  SIM_FUNCTION(errmsg, getrmerrmsg);
+  SIM_FUNCTION(version, getrmver);
+  SIM_FUNCTION(limit, getdkclimit);
+  SIM_FUNCTION(fmtmsg, getfmtmsg);
 };
 
-// The default model's numbers (rmsim::Simulator::defaultModel).
+// The default model's serials.
 const int kHitachi = 410001;
 const int kHp = 520002;
 
-// A volume address as the plugin builds it; the default model maps every
-// LDEV on host group 0 of port 0.
-targdev volume(int lun, int mu, int port = 0, int targid = 0);
+// A volume address as the plugin builds it (port type 1, no LDEV yet).
+inline targdev volume(int lun, int mu, int port = 0, int targid = 0) {
+  targdev t;
+  std::memset(&t, 0, sizeof t);
+  t.porttype = 1;
+  t.port = port;
+  t.targid = targid;
+  t.lun = lun;
+  t.mun = mu;
+  t.ldevno = 0xFFFF;
+  return t;
+}
 
-// The default model with host groups named "db1", copy_reads 2, and the
-// HITACHI array's command device /dev/sdb attached as instance 601.
+// Exit status and output (stdout and stderr) of a shell command.
+struct Outcome {
+  int status = -1;
+  std::string output;
+};
+inline Outcome run(const std::string& command) {
+  Outcome outcome;
+  FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
+  if (pipe == nullptr) return outcome;
+  char chunk[4096];
+  for (size_t n; (n = std::fread(chunk, 1, sizeof chunk, pipe)) > 0;) outcome.output.append(chunk, n);
+  int status = ::pclose(pipe);
+  outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return outcome;
+}
+
+// The default model with host groups named "db1", and the HITACHI array's
+// command device /dev/sdb attached as instance 601.
 class SimulatorTest : public ::testing::Test {
  protected:
-  void SetUp() override;
-
-  int attach(cmddevinfo* info, const char* path, int instance);
-  // Status of the volume at `lun` / mirror unit `mu` (asserting success).
-  pairstatinfo status(int lun, int mu);
-  int split(int lun, int mu, int csize = 15);
-  int resync(int lun, int mu, int ropt, int csize = 15);
+  void SetUp() override {
+    ASSERT_FALSE(dir.path.empty());
+    ::setenv("RMSIM_DB", (dir.path + "/state.db").c_str(), 1);
+    sim.reset(new rmsim::Simulator(dir.path + "/state.db"));
+    sim->loadModel(rmsim::Simulator::defaultModel(), "db1");
+    ASSERT_NE(nullptr, lib.handle) << ::dlerror();
+    ASSERT_EQ(0, attach(&cmd, "/dev/sdb", 601));
+  }
+  int attach(cmddevinfo* info, std::string path, int instance) {
+    std::memset(info, 0, sizeof *info);
+    return lib.attach(info, &path[0], instance);
+  }
+  pairstatinfo status(int lun, int mu) {  // of the volume at `lun`, asserting success
+    targdev t = volume(lun, mu);
+    pairstatinfo info;
+    std::memset(&info, 0xAB, sizeof info);  // the library must fill every byte it reports
+    EXPECT_EQ(0, lib.volstat(&cmd, &t, &info)) << lastError();
+    return info;
+  }
+  int split(int lun, int mu, int csize = 15) {
+    targdev t = volume(lun, mu);
+    return lib.split(&cmd, &t, 1, csize);
+  }
+  int resync(int lun, int mu, int ropt, int csize = 15) {
+    targdev t = volume(lun, mu);
+    return lib.resync(&cmd, &t, ropt, csize);
+  }
   std::string lastError() { return lib.errmsg(&cmd); }
-  std::string formattedError();
+  std::string formattedError() {
+    char buffer[RMSIM_FMTMSG_SIZE] = {};
+    EXPECT_EQ(0, lib.fmtmsg(&cmd, buffer));
+    return buffer;
+  }
 
   TempDir dir;
   std::unique_ptr<rmsim::Simulator> sim;

@@ -38,17 +38,14 @@ lun 7001 4 7 1 0x1234
 pair 7001 0x1234 1 0x0456 si status=PAIR ctg=42 csize=7
 )";
 
-int32_t int32At(const void* record, size_t offset) {
-  int32_t value;
+template <class T>
+T at(const void* record, size_t offset) {
+  T value;
   std::memcpy(&value, static_cast<const unsigned char*>(record) + offset, sizeof value);
   return value;
 }
-
-uint16_t uint16At(const void* record, size_t offset) {
-  uint16_t value;
-  std::memcpy(&value, static_cast<const unsigned char*>(record) + offset, sizeof value);
-  return value;
-}
+const auto int32At = at<int32_t>;
+const auto uint16At = at<uint16_t>;
 
 uint32_t bigEndianAt(const unsigned char* buffer, size_t offset, size_t width) {
   uint32_t value = 0;
@@ -66,7 +63,7 @@ class RecordLayout : public SimulatorTest {
   cmddevinfo block{};
 };
 
-TEST_F(RecordLayout, AttachWritesPathInstanceAndSerialAt1048) {
+TEST_F(RecordLayout, AttachWritesPathInstanceAndSerialAt1048AndLimitsMaxmmunAt8) {
   EXPECT_STREQ("/dev/sdx", reinterpret_cast<const char*>(&block));
   EXPECT_EQ(605, int32At(&block, 1024));
   EXPECT_EQ(RMSIM_ATTACHED, int32At(&block, 1028));
@@ -74,6 +71,12 @@ TEST_F(RecordLayout, AttachWritesPathInstanceAndSerialAt1048) {
   ASSERT_EQ(0, lib.detach(&block));
   targdev t = volume(17, 0, 3, 2);
   EXPECT_EQ(RMSIM_E_NOCMD, lib.ldev(&block, &t));
+  ASSERT_EQ(0, attach(&block, "/dev/sdx", 605));
+
+  unsigned char limits[60];
+  std::memset(limits, 0xEE, sizeof limits);
+  ASSERT_EQ(0, lib.limit(&block, reinterpret_cast<dkc_limit*>(limits)));
+  EXPECT_EQ(8, int32At(limits, 8));
 }
 
 TEST_F(RecordLayout, GetldevWritesSerialLdevFibreAndCountAndNothingElse) {
@@ -129,13 +132,6 @@ TEST_F(RecordLayout, PairStatusPutsEveryFieldAtItsOffset) {
   EXPECT_EQ(1, bytes[32]);
   EXPECT_EQ(9, bytes[1]);
   EXPECT_EQ(RMSIM_PSUS, bytes[23]);
-}
-
-TEST_F(RecordLayout, LimitsPutMaxmmunAtByte8) {
-  unsigned char limits[60];
-  std::memset(limits, 0xEE, sizeof limits);
-  ASSERT_EQ(0, lib.limit(&block, reinterpret_cast<dkc_limit*>(limits)));
-  EXPECT_EQ(8, int32At(limits, 8));
 }
 
 TEST_F(RecordLayout, LuInformationIsABigEndianHeaderWithHostGroupsFrom384) {

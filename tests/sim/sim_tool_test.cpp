@@ -1,8 +1,5 @@
 // The rmsim tool, run as a separate process on a state file that the
 // library then uses.
-#include <stdio.h>
-#include <sys/wait.h>
-
 #include <fstream>
 #include <string>
 
@@ -11,32 +8,17 @@
 namespace simtest {
 namespace {
 
-struct Outcome {
-  int status = -1;
-  std::string output;  // stdout and stderr
-};
-
 class RmsimTool : public ::testing::Test {
  protected:
   Outcome rmsim(const std::string& arguments) {
-    Outcome outcome;
-    const std::string command = std::string(RMSIM_BIN) + " --db '" + db + "' " + arguments + " 2>&1";
-    FILE* pipe = ::popen(command.c_str(), "r");
-    if (pipe == nullptr) return outcome;
-    char chunk[4096];
-    for (size_t n; (n = std::fread(chunk, 1, sizeof chunk, pipe)) > 0;) outcome.output.append(chunk, n);
-    int status = ::pclose(pipe);
-    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return outcome;
+    return run(std::string(RMSIM_BIN) + " --db '" + db + "' " + arguments);
   }
-
   TempDir dir;
-  const std::string db = dir.path() + "/tool.db";
+  const std::string db = dir.path + "/tool.db";
 };
 
 TEST_F(RmsimTool, InitShowsTheDefaultModelAndPairStatesAndFaultsReachTheLibrary) {
-  Outcome init = rmsim("init db1");
-  ASSERT_EQ(0, init.status) << init.output;
+  ASSERT_EQ(0, rmsim("init db1").status);
   Outcome show = rmsim("show");
   ASSERT_EQ(0, show.status) << show.output;
   for (const char* expected : {"410001 HITACHI", "520002 HP", "/dev/sdb", "/dev/sdi", "410001 0 0 db1",
@@ -64,12 +46,11 @@ TEST_F(RmsimTool, InitShowsTheDefaultModelAndPairStatesAndFaultsReachTheLibrary)
 }
 
 TEST_F(RmsimTool, ModelFilesLoadWithTheHostNameAndBadInputIsNamed) {
-  const std::string good = dir.path() + "/good.model";
+  const std::string good = dir.path + "/good.model", bad = dir.path + "/bad.model";
   std::ofstream(good) << "array 7 vendor=HP\nport 7 0 fibre\nhostgroup 7 0 0 @HOST@\n";
   ASSERT_EQ(0, rmsim("load '" + good + "' backup1").status);
   EXPECT_NE(std::string::npos, rmsim("show").output.find("7 0 0 backup1"));
 
-  const std::string bad = dir.path() + "/bad.model";
   std::ofstream(bad) << "array 1\nport 1 0 copper\n";
   Outcome load = rmsim("load '" + bad + "'");
   EXPECT_EQ(1, load.status);
