@@ -1,24 +1,18 @@
-// Formatting a message record the framework hands back must never crash,
-// whatever its id, locale and arguments: get_locale_message rebuilds the
-// message from the record and formats it with the embedded catalog.
-//
-// Input layout: fields separated by NUL bytes: id, locale, then arguments;
-// an argument whose first byte is '#' is an integer (the rest, as decimal),
-// any other is a text. Run: fuzz_messages corpus/
-#include <cstddef>
+// Formatting a message record the framework hands back, or one the plugin
+// pushed, must never crash whatever its id, locale and arguments.
+// Input: fields separated by NUL bytes: id, locale, then arguments; an
+// argument starting with '#' is an integer (the rest, as decimal), any other
+// a text. Run: fuzz_messages corpus/
 #include <cstdint>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "cfierrormanager.h"
-#include "hitachi_clierror.h"
 
 using namespace frim_pdk_4_4;
 
-namespace {
-
-CFiErrorManager& manager() {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static CFiErrorManager* errors = [] {
     auto* made = new CFiErrorManager();
     made->increment();
@@ -27,32 +21,19 @@ CFiErrorManager& manager() {
     made->registerHandler(new CFiErrorHandler(nullptr, "en", catalogs));
     return made;
   }();
-  return *errors;
-}
-
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  std::vector<std::string> fields(1);
-  for (size_t i = 0; i < size; ++i) {
-    if (data[i] == 0) {
-      fields.emplace_back();
-    } else {
-      fields.back() += static_cast<char>(data[i]);
-    }
+  std::vector<std::string> fields(2);
+  for (size_t i = 0, field = 0; i < size; ++i) {
+    if (data[i] == 0 && ++field >= fields.size()) fields.emplace_back();
+    if (data[i] != 0) fields[field] += static_cast<char>(data[i]);
   }
-  while (fields.size() < 2) fields.emplace_back();
   std::vector<zfi_msg_arg> args;
+  std::vector<icu::Formattable> values;
   for (size_t i = 2; i < fields.size(); ++i) {
-    zfi_msg_arg arg{};
-    if (!fields[i].empty() && fields[i][0] == '#') {
-      arg.type = ZFI_MSG_ARG_INT;
-      arg.int_value = std::strtoll(fields[i].c_str() + 1, nullptr, 10);
-    } else {
-      arg.type = ZFI_MSG_ARG_STRING;
-      arg.str_value = &fields[i][0];
-    }
-    args.push_back(arg);
+    const bool number = !fields[i].empty() && fields[i][0] == '#';
+    const long long value = number ? std::strtoll(fields[i].c_str() + 1, nullptr, 10) : 0;
+    args.push_back({number ? ZFI_MSG_ARG_INT : ZFI_MSG_ARG_STRING, value, number ? nullptr : &fields[i][0]});
+    values.push_back(number ? icu::Formattable(static_cast<int64_t>(value))
+                            : icu::Formattable(icu::UnicodeString::fromUTF8(fields[i])));
   }
   zfi_msg_info record{};
   record.msg_id = &fields[0][0];
@@ -61,22 +42,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   char* text = nullptr;
   int length = 0;
   const char* locale = fields[1].empty() ? nullptr : fields[1].c_str();
-  if (manager().getLocaleMessage(&length, &record, locale, &text) != 0 || text == nullptr) __builtin_trap();
-  manager().delLocaleMessage(&text);
+  if (errors->getLocaleMessage(&length, &record, locale, &text) != 0 || text == nullptr) __builtin_trap();
+  errors->delLocaleMessage(&text);
 
-  // The same message pushed and fetched as the plugin's own.
-  std::vector<icu::Formattable> values;
-  for (const zfi_msg_arg& arg : args) {
-    if (arg.type == ZFI_MSG_ARG_INT) {
-      values.emplace_back(static_cast<int64_t>(arg.int_value));
-    } else {
-      values.emplace_back(icu::UnicodeString::fromUTF8(arg.str_value));
-    }
-  }
-  manager().pushError(CFiMessagePtr(new CFiIcuMessage(
+  errors->pushError(CFiMessagePtr(new CFiIcuMessage(
       fields[0].c_str(), values.data(), static_cast<int>(values.size()), ZFI_SEV_CRITICAL, "f", 1)));
   zfi_msg_info* info = nullptr;
-  if (manager().getLastError(&info) != 0 || info == nullptr) __builtin_trap();
-  manager().delLastError(&info);
+  if (errors->getLastError(&info) != 0 || info == nullptr) __builtin_trap();
+  errors->delLastError(&info);
   return 0;
 }

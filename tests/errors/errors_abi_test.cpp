@@ -37,31 +37,30 @@ class ReportedErrors : public ::testing::Test {
   void SetUp() override {
     ::setenv("HITACHIFI_TRACE_DIR", traceDir.path.c_str(), 1);
     ::setenv("HITACHIFI_TRACE_LEVEL", "1", 1);
-    ASSERT_EQ(0, init(*lib));
+    ASSERT_EQ(0, init());
   }
   void TearDown() override {
     if (lib) lib->entry<void (*)()>("fini")();
     lib.reset();
   }
-  int init(PluginLibrary& plugin) {
-    if (!plugin.loaded()) return -1;
+  int init() {
+    if (!lib->loaded()) return -1;
     zfi_version version{};
-    return plugin.entry<int (*)(zfi_fw_info*, zfi_version*, char const*)>("init")(&info, &version, "fim");
+    return lib->entry<int (*)(zfi_fw_info*, zfi_version*, char const*)>("init")(&info, &version, "fim");
   }
   // Runs the "push" command; returns the operation's stored result.
-  long push(const std::string& arguments, PluginLibrary* plugin = nullptr) {
+  long push(const std::string& arguments) {
     char* output = nullptr;
     long result = -1;
-    EXPECT_EQ(0, (plugin ? *plugin : *lib)
-                     .entry<int (*)(char*, char*, char**, long*)>("objctl")(
-                         const_cast<char*>("push"), const_cast<char*>(arguments.c_str()), &output, &result));
+    EXPECT_EQ(0, lib->entry<int (*)(char*, char*, char**, long*)>("objctl")(
+                     const_cast<char*>("push"), const_cast<char*>(arguments.c_str()), &output, &result));
     std::free(output);
     return result;
   }
   // get_last_error; get_locale_message in German (no texts of its own) and
   // in the framework's language (null); then the deletes. Empty id: none.
-  Fetched fetch(PluginLibrary* plugin = nullptr) {
-    PluginLibrary& from = plugin ? *plugin : *lib;
+  Fetched fetch() {
+    PluginLibrary& from = *lib;
     Fetched out;
     zfi_msg_info* record = nullptr;
     EXPECT_EQ(0, from.entry<int (*)(zfi_msg_info**)>("get_last_error")(&record));
@@ -183,11 +182,12 @@ TEST_F(ReportedErrors, CatalogStillReadsAfterThePluginIsUnloadedAndLoadedAgain) 
     std::memset(at, 0xA5, size);
     junk.emplace_back(at, size);
   }
-  PluginLibrary again(TEST_PLUGIN_PATH);
-  ASSERT_EQ(0, init(again));
-  push(kCommandFailure, &again);
-  EXPECT_EQ((std::vector<std::string>{kCommandFailureText, kCommandFailureText}), fetch(&again).localeTexts);
-  again.entry<void (*)()>("fini")();
+  lib = std::make_unique<PluginLibrary>(TEST_PLUGIN_PATH);
+  ASSERT_EQ(0, init());
+  push(kCommandFailure);
+  EXPECT_EQ((std::vector<std::string>{kCommandFailureText, kCommandFailureText}), fetch().localeTexts);
+  lib->entry<void (*)()>("fini")();
+  lib.reset();
   for (const auto& region : junk) ::munmap(region.first, region.second);
 }
 

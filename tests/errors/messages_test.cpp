@@ -92,10 +92,21 @@ class ErrorManager : public ::testing::Test {
   CFiErrorManager errors;
 };
 
-TEST_F(ErrorManager, DrainingGivesTheNewestFirstAndAHostThatNeverFetchesKeepsOnlyTheNewest) {
+TEST_F(ErrorManager, DrainingGivesTheNewestFirstKeepsOnlyTheNewestAndRefusesNullOutputs) {
   const size_t pushed = CFiErrorManager::kMaxMessages + 10;
   for (size_t i = 0; i < pushed; ++i) pushSymbol(std::to_string(i));
   errors.pushError(CFiMessagePtr());  // an empty pointer is not a message
+  EXPECT_EQ(CFiErrorManager::kMaxMessages, errors.size());
+  // Null outputs are refused and nothing is lost.
+  EXPECT_EQ(3, errors.getLastError(nullptr));
+  EXPECT_EQ(3, errors.delLocaleMessage(nullptr));
+  FrameworkRecord record(MSG_ERROR_HITACHI_SYMBOL, {});
+  EXPECT_EQ(3, errors.getLocaleMessage(nullptr, &record.info, "en", nullptr));
+  char* out = reinterpret_cast<char*>(0x1);
+  int length = 9;
+  EXPECT_EQ(3, errors.getLocaleMessage(&length, nullptr, "en", &out));
+  EXPECT_EQ(nullptr, out);
+  EXPECT_EQ(0, length);
   EXPECT_EQ(CFiErrorManager::kMaxMessages, errors.size());
   EXPECT_EQ(std::to_string(pushed - 1), takeLast(errors).first);
   EXPECT_EQ(std::to_string(pushed - 2), takeLast(errors).first);
@@ -106,36 +117,6 @@ TEST_F(ErrorManager, DrainingGivesTheNewestFirstAndAHostThatNeverFetchesKeepsOnl
   EXPECT_EQ(0, errors.getLastError(&info));
   EXPECT_EQ(nullptr, info);
   EXPECT_EQ(3, errors.delLastError(&info));
-}
-
-TEST_F(ErrorManager, NullOutputPointersAreRefusedAndNothingIsLost) {
-  pushSymbol("x");
-  EXPECT_EQ(3, errors.getLastError(nullptr));
-  EXPECT_EQ(3, errors.delLocaleMessage(nullptr));
-  FrameworkRecord record(MSG_ERROR_HITACHI_SYMBOL, {});
-  EXPECT_EQ(3, errors.getLocaleMessage(nullptr, &record.info, "en", nullptr));
-  char* out = reinterpret_cast<char*>(0x1);
-  int length = 9;
-  EXPECT_EQ(3, errors.getLocaleMessage(&length, nullptr, "en", &out));
-  EXPECT_EQ(nullptr, out);
-  EXPECT_EQ(0, length);
-  EXPECT_EQ(1u, errors.size());
-}
-
-TEST_F(ErrorManager, AFetchedRecordIsACopyThatOutlivesTheMessageAndCarriesTheOffsetIndex) {
-  pushSymbol("kept");
-  zfi_msg_info* a = nullptr;
-  zfi_msg_info* b = nullptr;
-  ASSERT_EQ(0, errors.getLastError(&a));
-  errors.setMessageIndexOffset(7000);
-  ASSERT_EQ(0, errors.getLastError(&b));
-  EXPECT_GT(a->msg_index, 6000);  // the catalog's index plus the offset
-  EXPECT_EQ(a->msg_index + 1000, b->msg_index);
-  EXPECT_EQ(0, errors.delLastError(&b));
-  EXPECT_EQ(0u, errors.size());
-  EXPECT_STREQ("kept", a->args[0].str_value);
-  EXPECT_EQ("API call kept failed due to reason symbol empty. FILE=f.cpp LINE=3", localeText(a, "en_US"));
-  CFiErrorManager::freeMessageInfo(a);
 }
 
 TEST_F(ErrorManager, EveryLocaleWithoutTextsOfItsOwnGetsTheEnglishTextWithPlainNumbers) {

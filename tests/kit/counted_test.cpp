@@ -97,7 +97,7 @@ std::vector<std::ptrdiff_t> slotsOf(F... members) {
   return {slotOf(members)...};
 }
 
-TEST(PluginBase, VirtualOperationsKeepTheFrameworksSlotOrder) {
+TEST(PluginBase, VirtualOperationsKeepTheFrameworksSlotOrderAndConfigRecordsTheirPlaces) {
   using B = CFiPluginBase;
   // Slot 1, the destructor, takes the first two entries of the table.
   const std::vector<std::ptrdiff_t> slots = slotsOf(
@@ -122,37 +122,8 @@ TEST(PluginBase, VirtualOperationsKeepTheFrameworksSlotOrder) {
   for (size_t i = 0; i < slots.size(); ++i) EXPECT_EQ(static_cast<std::ptrdiff_t>(i + 2), slots[i]) << i + 2;
   // The interposer's overrides take the base's slots and add none before them.
   EXPECT_EQ(slots[83], slotOf(&CFiPluginInterposer::setDefaultNodeType));
-}
-
-TEST(PluginBase, KitDefaultsAnswerEmptyAndAddressConfigRecordsByIndexAndList) {
-  CFiPluginInterposer plugin;
-  frim_objid** list = reinterpret_cast<frim_objid**>(0x1);
-  int count = 5;
-  EXPECT_EQ(ZFI_OK, plugin.claim(nullptr, &list, &count));  // empty answers, never garbage
-  EXPECT_EQ(nullptr, list);
-  EXPECT_EQ(0, count);
-  zfi_msg_info* info = reinterpret_cast<zfi_msg_info*>(0x1);
-  EXPECT_EQ(ZFI_E_INVALID, plugin.getLastError(&info));  // no error manager registered
-  EXPECT_EQ(nullptr, info);
-  CFiConfigParamInfo* first = plugin.globalConfigInfoList(0, false);
-  EXPECT_EQ(first + 1, plugin.globalConfigInfoList(1, false));
-  EXPECT_EQ(first + 3, plugin.globalConfigInfoList(1, true));
-}
-
-TEST(PluginBase, FimsAreFoundByUdidPrefixAndGroupNodesOfferNone) {
-  CFiPluginInterposer plugin;
-  plugin.addFim("UDID##HP##XP##", "HPXP_Snapshot", "FI_QUIESCE_NONE", 3, "");
-  plugin.addFim("UDID##HITACHI##HDS##", "Hitachi_ShadowImage", "FI_QUIESCE_NONE", 3, "");
-  plugin.addFim("UDID##HP##XP##", "HPXP_BusinessCopy", "FI_QUIESCE_NONE", 3, "");
-  plugin.addGroupNodePrefix("UDID##GROUP##");
-  const std::vector<CFiFimDefinition> hp = plugin.fimsForUdid("UDID##HP##XP##1##2");
-  ASSERT_EQ(2u, hp.size());
-  EXPECT_EQ("HPXP_Snapshot", hp[0].m_name);  // registration order within a prefix
-  EXPECT_EQ("HPXP_BusinessCopy", hp[1].m_name);
-  EXPECT_TRUE(plugin.fimsForUdid("UDID##EMC##X##1").empty());
-  EXPECT_TRUE(plugin.fimsForUdid("UDID##GROUP##7").empty());
-  EXPECT_TRUE(plugin.isGroupNode("UDID##GROUP##7"));
-  EXPECT_FALSE(plugin.isGroupNode("UDID##HP##XP##1"));
+  CFiPluginInterposer plugin;  // config records: two lists of two, the second after the first
+  EXPECT_EQ(plugin.globalConfigInfoList(0, false) + 3, plugin.globalConfigInfoList(1, true));
 }
 
 }  // namespace

@@ -29,18 +29,6 @@ class Session : public ::testing::Test {
   CFiSessionPtr session{new CFiSession("job")};
 };
 
-TEST_F(Session, AddingANodeAgainKeepsTheFirstWithItsFlagsAndSecondName) {
-  TestNode a("UDID##A", "Hitachi_ShadowImage"), again("UDID##A", "Hitachi_CopyOnWrite");
-  add({&a.m_split});
-  node("UDID##A").selectDone = 1;
-  node("UDID##A").m_secondName = "snap";
-  add({&again.m_split});
-  EXPECT_EQ(1u, session->size());
-  EXPECT_EQ(1, node("UDID##A").selectDone);
-  EXPECT_STREQ("snap", node("UDID##A").m_secondName.c_str());
-  EXPECT_EQ("Hitachi_ShadowImage", node("UDID##A").m_fimName);
-}
-
 TEST_F(Session, EachPhaseOffersCopiesOfTheNodesWhoseFlagIsClearInNameOrder) {
   TestNode c("UDID##C"), a("UDID##A"), b("UDID##B"), lower("UDID##a");
   add({&c.m_split, &lower.m_split, &a.m_split, &b.m_split});
@@ -59,8 +47,8 @@ TEST_F(Session, EachPhaseOffersCopiesOfTheNodesWhoseFlagIsClearInNameOrder) {
   EXPECT_EQ(0, node("UDID##B").selectDone);
 }
 
-TEST_F(Session, EntriesWithoutANodeOrNameArePassedOver) {
-  TestNode a("UDID##A");
+TEST_F(Session, AddingKeepsTheFirstOfANameAndPassesOverEntriesWithoutANodeOrName) {
+  TestNode a("UDID##A", "Hitachi_ShadowImage"), again("UDID##A", "Hitachi_CopyOnWrite");
   zfi_domain unnamed{}, named{};
   char name[] = "UDID##B";
   named.name = name;
@@ -69,7 +57,13 @@ TEST_F(Session, EntriesWithoutANodeOrNameArePassedOver) {
   session->addNodes(list, 5);
   session->addNodes(nullptr, 4);
   session->addNodes(list, -2);
-  EXPECT_EQ((std::vector<std::string>{"UDID##A", "UDID##B"}), names(FI_PHASE_SELECT));
+  node("UDID##A").selectDone = 1;
+  node("UDID##A").m_secondName = "snap";
+  add({&again.m_split});
+  EXPECT_EQ((std::vector<std::string>{"UDID##B"}), names(FI_PHASE_SELECT));
+  EXPECT_EQ(2u, session->size());
+  EXPECT_STREQ("snap", node("UDID##A").m_secondName.c_str());
+  EXPECT_EQ("Hitachi_ShadowImage", node("UDID##A").m_fimName);
   EXPECT_TRUE(node("UDID##B").m_fimName.empty());
 }
 
@@ -95,7 +89,7 @@ TEST_F(Session, ListTracesOneLevelThreeLinePerNodeOffered) {
   EXPECT_EQ(0u, flow[0].find("Entering Function getSplitNodeList [")) << flow[0];
 }
 
-TEST(SessionManager, SameIdGivesTheSameSessionAndTheLeastRecentlyUsedIsForgottenWhenFull) {
+TEST(SessionManager, SameIdGivesTheSameSessionUntilForgottenAndTheTableStaysBounded) {
   CFiSessionManager manager;
   CFiSessionPtr first = manager.getSession("job-0");
   EXPECT_EQ("job-0", first->getId());
@@ -109,19 +103,14 @@ TEST(SessionManager, SameIdGivesTheSameSessionAndTheLeastRecentlyUsedIsForgotten
   EXPECT_FALSE(manager.forgetSession(""));
   EXPECT_TRUE(manager.forgetSession("job-1"));
   EXPECT_EQ(first.get(), manager.getSession("job-0").get());
-}
 
-TEST(SessionManager, AForgottenSessionLivesWhileHeldAndItsIdStartsAfresh) {
-  CFiSessionManager manager;
-  CFiSessionPtr held = manager.getSession("job");
-  (*held)["UDID##A"].selectDone = 1;
-  EXPECT_TRUE(manager.forgetSession("job"));
-  EXPECT_EQ(1, held->getCount());
-  EXPECT_EQ(1, (*held)["UDID##A"].selectDone);
-  CFiSessionPtr fresh = manager.getSession("job");
-  EXPECT_NE(held.get(), fresh.get());
-  EXPECT_EQ(0u, fresh->size());
-  EXPECT_EQ(0, held.release());
+  // A forgotten session lives on while held; its id then starts afresh.
+  (*first)["UDID##A"].selectDone = 1;
+  EXPECT_TRUE(manager.forgetSession("job-0"));
+  EXPECT_EQ(1, (*first)["UDID##A"].selectDone);
+  EXPECT_EQ(0u, manager.getSession("job-0")->size());
+  EXPECT_EQ(1, first->getCount());
+  EXPECT_EQ(0, first.release());
 }
 
 }  // namespace
