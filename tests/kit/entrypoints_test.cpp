@@ -17,7 +17,7 @@ class EntryPointShell : public ::testing::Test {
  protected:
   void SetUp() override {
     ASSERT_TRUE(lib.loaded()) << ::dlerror();
-    g_failObjidAt = g_objidCalls = 0;
+    g_objidsBeforeFailure = -1;
   }
   std::string calls() const { return lib.control<const char* (*)()>("calls")(); }
   int livePlugins() const { return lib.control<int (*)()>("live_plugins")(); }
@@ -127,7 +127,7 @@ TEST_F(EntryPointShell, MakeOutputsWhenTheOperationOrAnObjectIdFails) {
   EXPECT_EQ(0u, a.m_domain.flags);
 
   setResult("makeSnapshots", 0);
-  g_failObjidAt = 2;
+  g_objidsBeforeFailure = 1;
   ids = reinterpret_cast<frim_objid**>(0x1);
   const int before = g_liveBuffers;
   EXPECT_EQ(0, make(nullptr, session, list, 2, &ids, &count));

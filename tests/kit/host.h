@@ -69,10 +69,9 @@ inline std::vector<std::string> traceTexts(const std::string& file, int level = 
   return out;
 }
 
-// The host's frim_get_objid fails from call number g_failObjidAt on (0:
-// never); g_liveBuffers counts the host's buffers and object ids not freed.
-extern int g_failObjidAt;
-extern int g_objidCalls;
+// The host's frim_get_objid makes g_objidsBeforeFailure more ids, then fails
+// (-1: never fails); g_liveBuffers counts the host's buffers and ids not freed.
+extern int g_objidsBeforeFailure;
 extern int g_liveBuffers;
 void freeOutstandingObjids();
 

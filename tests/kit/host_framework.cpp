@@ -6,8 +6,7 @@
 
 #include "host.h"
 
-int g_failObjidAt = 0;
-int g_objidCalls = 0;
+int g_objidsBeforeFailure = -1;
 int g_liveBuffers = 0;
 static std::vector<frim_objid*> g_outstanding;
 
@@ -23,7 +22,7 @@ extern "C" __attribute__((visibility("default"))) void frim_free_buf(void* buffe
 
 extern "C" __attribute__((visibility("default"))) frim_objid* frim_get_objid(const char* text, size_t length,
                                                                              int flags) {
-  if (g_failObjidAt != 0 && ++g_objidCalls >= g_failObjidAt) return nullptr;
+  if (g_objidsBeforeFailure >= 0 && g_objidsBeforeFailure-- == 0) return nullptr;
   auto* objid = static_cast<frim_objid*>(std::calloc(1, sizeof(frim_objid)));
   objid->name = static_cast<char*>(std::calloc(1, length + 1));
   std::memcpy(objid->name, text, length);
