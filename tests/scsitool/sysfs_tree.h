@@ -20,30 +20,24 @@ class SysfsTree {
   explicit SysfsTree(const std::string& root = "") : m_root(root) {
     char pattern[] = "/tmp/sysfs-tree.XXXXXX";
     if (m_root.empty() && ::mkdtemp(pattern)) m_root = m_scratch = pattern;
-    make(m_root + "/block");
-    make(m_root + "/devices");
   }
   ~SysfsTree() {
     if (!m_scratch.empty()) ::nftw(m_scratch.c_str(), &removeOne, 16, FTW_DEPTH | FTW_PHYS);
   }
-  SysfsTree(const SysfsTree&) = delete;
-  SysfsTree& operator=(const SysfsTree&) = delete;
   const std::string& root() const { return m_root; }
 
   void disk(const std::string& name, const std::string& address, const std::string& vendor,
             const std::string& model, const std::string& unitSerial, const std::string& state = "running") {
-    const std::string device = m_root + "/devices/" + address;
-    make(device);
-    write(device + "/vendor", vendor + "\n");
-    write(device + "/model", model + "\n");
-    write(device + "/state", state + "\n");
-    write(device + "/vpd_pg80",
-          std::string("\0\x80\0", 3) + static_cast<char>(unitSerial.size()) + unitSerial);
+    make(m_root + "/devices/" + address);
     make(m_root + "/block/" + name + "/holders");
     ::symlink(("../../devices/" + address).c_str(), (m_root + "/block/" + name + "/device").c_str());
+    attribute(name, "vendor", vendor + "\n");
+    attribute(name, "model", model + "\n");
+    attribute(name, "state", state + "\n");
+    attribute(name, "vpd_pg80", std::string("\0\x80\0", 3) + char(unitSerial.size()) + unitSerial);
   }
   void attribute(const std::string& name, const std::string& file, const std::string& content) {
-    write(m_root + "/block/" + name + "/device/" + file, content);
+    std::ofstream(m_root + "/block/" + name + "/device/" + file, std::ios::binary) << content;
   }
   void removeAttribute(const std::string& name, const std::string& file) {
     ::unlink((m_root + "/block/" + name + "/device/" + file).c_str());
@@ -53,18 +47,14 @@ class SysfsTree {
   void holder(const std::string& name, const std::string& map = "dm-0",
               const std::string& uuid = "mpath-360060e8007c38b000030c38b00000100") {
     make(m_root + "/block/" + map + "/dm");
-    write(m_root + "/block/" + map + "/dm/uuid", uuid + "\n");
+    std::ofstream(m_root + "/block/" + map + "/dm/uuid") << uuid << "\n";
     ::symlink(("../../" + map).c_str(), (m_root + "/block/" + name + "/holders/" + map).c_str());
   }
 
  private:
   static void make(const std::string& path) {
-    for (size_t at = 1; at <= path.size(); ++at) {
+    for (size_t at = 1; at <= path.size(); ++at)
       if (at == path.size() || path[at] == '/') ::mkdir(path.substr(0, at).c_str(), 0755);
-    }
-  }
-  static void write(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
   }
   static int removeOne(const char* path, const struct stat*, int, struct FTW*) { return std::remove(path); }
   std::string m_root;
