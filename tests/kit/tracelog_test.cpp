@@ -37,25 +37,22 @@ void traced(const CFiTraceLogPtr& log, bool fail) {
   if (fail) throw std::runtime_error("boom");
 }
 
-TEST_F(TraceLog, FunctionTraceWritesBothLinesEvenWhenAnExceptionLeaves) {
+TEST_F(TraceLog, FunctionTraceLinesEvenWhenAnExceptionLeavesWithLineZeroAndBarePathForms) {
   traced(log, false);
   EXPECT_THROW(traced(log, true), std::runtime_error);
-  const std::string entering = "Entering Function traced [42, file.cpp]";
-  const std::string exiting = "Exiting Function traced [42, file.cpp]";
-  EXPECT_EQ((std::vector<std::string>{entering, exiting, entering, exiting}), lines());
-}
-
-TEST_F(TraceLog, LineZeroShortensOnlyTheExitingLineAndABarePathNamesTheHeader) {
   { CFiTraceLogFunction trace(log, "zero", 0, "/a/b.cpp"); }
   { CFiTraceLogFunction trace(log, "bare", 1, "plain.cpp"); }
   { CFiTraceLogFunction trace(log, nullptr, 1, "/a/b.cpp"); }  // silent
   { CFiTraceLogFunction trace(CFiTraceLogPtr(), "x", 1, "/a/b.cpp"); }
   const std::vector<std::string> written = lines();
-  ASSERT_EQ(4u, written.size());
-  EXPECT_EQ("Entering Function zero [0, b.cpp]", written[0]);
-  EXPECT_EQ("Exiting Function zero", written[1]);
-  EXPECT_EQ(0u, written[2].find("Entering Function bare [1, /")) << written[2];  // the header's full path
-  EXPECT_EQ(written[2].size() - 27, written[2].rfind("/pdk/include/cfitracelog.h]")) << written[2];
+  ASSERT_EQ(8u, written.size());
+  const std::string entering = "Entering Function traced [42, file.cpp]";
+  const std::string exiting = "Exiting Function traced [42, file.cpp]";
+  EXPECT_EQ((std::vector<std::string>{entering, exiting, entering, exiting,
+                                      "Entering Function zero [0, b.cpp]", "Exiting Function zero"}),
+            std::vector<std::string>(written.begin(), written.begin() + 6));
+  EXPECT_EQ(0u, written[6].find("Entering Function bare [1, /")) << written[6];  // the header's full path
+  EXPECT_EQ(written[6].size() - 27, written[6].rfind("/pdk/include/cfitracelog.h]")) << written[6];
 }
 
 TEST_F(TraceLog, OneLinePerCallWithTimePidAndLevelFilteredByInitializeOrEnvironment) {
