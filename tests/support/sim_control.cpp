@@ -10,7 +10,6 @@
 #include "rmsim.h"
 
 struct SimControl::Impl {
-  explicit Impl(const std::string& db) : sim(db) {}
   rmsim::Simulator sim;
 };
 
@@ -29,7 +28,7 @@ SimControl::SimControl(const std::string& root) {
     std::fclose(file);
   }
   ::setenv("HITACHIFI_HOSTS_FILE", hosts.c_str(), 1);
-  m_impl.reset(new Impl(db));
+  m_impl.reset(new Impl{rmsim::Simulator(db)});
   m_impl->sim.loadModel(rmsim::Simulator::defaultModel(), "db1");
 }
 
@@ -40,20 +39,21 @@ SimControl::~SimControl() {
 }
 
 int64_t SimControl::calls(const std::string& function) { return m_impl->sim.counter(function); }
+int64_t SimControl::totalCalls() {
+  int64_t total = 0;
+  for (const auto& counter : m_impl->sim.counters()) total += counter.second;
+  return total;
+}
 void SimControl::resetCounters() { m_impl->sim.resetCounters(); }
 void SimControl::setFault(const std::string& function, int errorNumber, const std::string& message,
                           int count) {
   m_impl->sim.setFault(function, errorNumber, message, count);
 }
-void SimControl::clearFaults() { m_impl->sim.clearFaults(); }
 void SimControl::setPairStatus(int serial, int pvol, int mu, int status) {
   m_impl->sim.setPairStatus(serial, pvol, mu, status);
 }
 int SimControl::pairStatus(int serial, int pvol, int mu) { return m_impl->sim.pairStatus(serial, pvol, mu); }
 void SimControl::setMaxMirrorUnits(int serial, int maxmmun) {
   m_impl->sim.setMaxMirrorUnits(serial, maxmmun);
-}
-void SimControl::setSetting(const std::string& key, const std::string& value) {
-  m_impl->sim.setSetting(key, value);
 }
 void SimControl::loadModel(const std::string& text) { m_impl->sim.loadModel(text, "db1"); }

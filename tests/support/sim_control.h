@@ -1,10 +1,10 @@
 #ifndef TESTS_SUPPORT_SIM_CONTROL_H
 #define TESTS_SUPPORT_SIM_CONTROL_H
 
-// Sets up the RMLIB simulator for plugin tests: a private state file, the
-// default model and FRIM_DLOPEN_ROOT pointing the plugin's loader at the
-// simulator. Kept apart from the simulator's own headers, whose record
-// names are the plugin's too.
+// The RMLIB simulator for plugin tests: a private state file with the
+// default model, host names from a file of the test's own, and
+// FRIM_DLOPEN_ROOT pointing the plugin's loader at the simulator. Kept apart
+// from the simulator's headers, whose record names are the plugin's too.
 
 #include <cstdint>
 #include <memory>
@@ -12,21 +12,19 @@
 
 class SimControl {
  public:
-  // `root` is a simroot directory (SIM_ROOT, or a variant).
-  explicit SimControl(const std::string& root);
+  explicit SimControl(const std::string& root);  // SIM_ROOT, or a variant's
   ~SimControl();
   SimControl(const SimControl&) = delete;
   SimControl& operator=(const SimControl&) = delete;
 
   const std::string& dir() const { return m_dir; }  // a fresh temporary directory
   int64_t calls(const std::string& function);
+  int64_t totalCalls();  // of every RMLIB function
   void resetCounters();
   void setFault(const std::string& function, int errorNumber, const std::string& message, int count);
-  void clearFaults();
   void setPairStatus(int serial, int pvol, int mu, int status);
   int pairStatus(int serial, int pvol, int mu);
   void setMaxMirrorUnits(int serial, int maxmmun);
-  void setSetting(const std::string& key, const std::string& value);
   void loadModel(const std::string& text);
 
  private:
