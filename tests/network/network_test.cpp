@@ -23,10 +23,6 @@ class HostNames : public ::testing::Test {
     EXPECT_EQ(0, ::gethostname(host, sizeof host - 1));
     return host;
   }
-  void useHostsFile(const std::string& text) {
-    std::ofstream(hosts) << text;
-    ::setenv("HITACHIFI_HOSTS_FILE", hosts.c_str(), 1);
-  }
   const std::string hosts = ::testing::TempDir() + "network-test-hosts";
 };
 
@@ -44,14 +40,15 @@ TEST_F(HostNames, TheResolverGivesCanonicalNamesAndNothingForAnEmptyName) {
 
 TEST_F(HostNames, AHostsFileIsTheOnlySourceOfCanonicalNames) {
   const std::string host = systemName();
-  useHostsFile("# comment line\n10.0.0.7 db1.example.test db1 DB-ALIAS # trailing\n");
+  std::ofstream(hosts) << "# comment line\n10.0.0.7 db1.example.test db1 DB-ALIAS # trailing\n";
+  ::setenv("HITACHIFI_HOSTS_FILE", hosts.c_str(), 1);
   std::string canonical;
   EXPECT_TRUE(CCmnNetwork::getFQDN("db-alias", canonical));
   EXPECT_EQ("db1.example.test", canonical);
   EXPECT_FALSE(CCmnNetwork::getFQDN("localhost", canonical));  // not in the file: no resolver asked
   EXPECT_FALSE(CCmnNetwork::getFQDN("trailing", canonical));
   EXPECT_EQ(host, CCmnNetwork::getFQDN());  // unknown: its plain name
-  useHostsFile("10.0.0.8 " + host + ".example.test " + host + "\n");
+  std::ofstream(hosts) << "10.0.0.8 " << host << ".example.test " << host << "\n";
   EXPECT_EQ(host + ".example.test", CCmnNetwork::getFQDN());
 }
 

@@ -39,8 +39,6 @@ TEST(PluginAbi, InitDelayedInitAndFiniAgainstTheSimulator) {
   EXPECT_EQ(nullptr, message);
   reinterpret_cast<void (*)()>(entry("fini"))();
   ::dlclose(handle);
-  ::unsetenv("HITACHIFI_TRACE_FILE");
-  ::unsetenv("HITACHIFI_TRACE_LEVEL");
   const std::string log = readText(sim.dir() + "/abi.log");
   EXPECT_NE(std::string::npos, log.find("udid=\"UDID##HITACHI##HDS##410001##4095\""));
   EXPECT_NE(std::string::npos, log.find("udid=\"UDID##HP##XP##520002##4095\""));
