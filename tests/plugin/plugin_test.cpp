@@ -1,0 +1,256 @@
+// Plugin initialisation, the command-device tables that delayed
+// initialisation builds from the host's disks, shutdown, and the provider and
+// FIM lists the plugin hands to the framework.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <list>
+#include <string>
+
+#include "cficontextsingleton.h"
+#include "cfilist.h"
+#include "cfimessagecatalog.h"
+#include "cfiprivatedatamgr.h"
+#include "hitachi_instanceManager.h"
+#include "hitachi_plugin.h"
+#include "model_sysfs.h"
+#include "sim_control.h"
+#include "sysfs_tree.h"
+#include "test_helpers.h"
+
+using namespace frim_pdk_4_4;
+
+namespace {
+
+using Names = std::list<std::string>;
+using NameMap = std::map<std::string, Names>;
+
+// A plugin over the simulator with its own cache directory, an empty sysfs
+// tree and a level 6 trace, all in the simulator's directory.
+class PluginTest : public ::testing::Test {
+ protected:
+  PluginTest() : sim(SIM_ROOT), tree(sim.dir() + "/sys") {}
+  void SetUp() override {
+    ::setenv("HITACHIFI_SYSFS_ROOT", tree.root().c_str(), 1);
+    ::setenv("HITACHIFI_CACHE_DIR", sim.dir().c_str(), 1);
+    log = CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(false);
+    log->initialize("hitachifi", ACE_CString(sim.dir().c_str()), ACE_CString("trace.log"), 6, false);
+    plugin = CFiSmartPtr<CHitachiPlugin>(new CHitachiPlugin());
+    plugin->registerTraceLog(log);
+  }
+  void TearDown() override {
+    plugin.release();
+    log.release();
+    CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(true);
+    CFiContextSingleton<CFiMessageCatalogManager, FI_PLUGIN_NAME>::instance(true);
+    CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(true);
+  }
+  std::string trace() { return readText(sim.dir() + "/trace.log"); }
+  bool traced(const std::string& line) { return trace().find(line) != std::string::npos; }
+
+  SimControl sim;
+  SysfsTree tree;
+  CFiTraceLogPtr log;
+  CFiSmartPtr<CHitachiPlugin> plugin;
+};
+
+class PluginInit : public PluginTest {
+ protected:
+  void expectRegistrations() {
+    std::string fims;
+    for (const auto& fim : plugin->getFims())
+      fims +=
+          fim.m_udidPrefix + fim.m_name + " " + fim.m_quiesceMode + " " + std::to_string(fim.m_level) + "\n";
+    EXPECT_EQ(
+        "UDID##HITACHI##HDS##Hitachi_CopyOnWrite FI_QUIESCE_NONE 3\n"
+        "UDID##HITACHI##HDS##Hitachi_ShadowImage FI_QUIESCE_NONE 3\n"
+        "UDID##HP##XP##HPXP_Snapshot FI_QUIESCE_NONE 3\nUDID##HP##XP##HPXP_BusinessCopy FI_QUIESCE_NONE 3\n",
+        fims);
+    CFiConfigParamInfo expected;
+    expected.m_name = "snapshot_resource_spec";
+    expected.m_firstAttribute = expected.m_secondAttribute = 0;
+    const CFiConfigParamInfoList& params = plugin->getConfigParamList();
+    ASSERT_EQ(1u, params.getParams().size());
+    EXPECT_TRUE(params.getParams()[0] == expected);
+    EXPECT_EQ(CFiConfigParamInfoList::parseXML(params.getXML()), params.getParams());  // the XML is current
+  }
+  void expectLists() {
+    zfi_provider_list* provider = nullptr;
+    ASSERT_EQ(0, plugin->getProviderInfo(&provider));
+    ASSERT_TRUE(provider && provider->prefix_count == 2);
+    char line[200];
+    std::snprintf(line, sizeof line, "%s %d.%d.%d.%d %d %d %s %s %p %p", provider->name, provider->version[0],
+                  provider->version[1], provider->version[2], provider->version[3], provider->first_attribute,
+                  provider->second_attribute, provider->udid_prefixes[0], provider->udid_prefixes[1],
+                  static_cast<void*>(provider->udid_prefixes[2]), static_cast<void*>(provider->next));
+    EXPECT_STREQ("hitachifi 7.0.0.0 1 2 UDID##HITACHI##HDS## UDID##HP##XP## (nil) (nil)", line);
+    CFiProviderListFactory::freeList(provider);
+    zfi_fim_list* fims = nullptr;
+    ASSERT_EQ(0, plugin->enumerateFims(&fims));
+    std::string described;
+    for (zfi_fim_list* fim = fims; fim != nullptr; fim = fim->next) {
+      std::snprintf(line, sizeof line, "%s %d %d %d %d %d %d %s %s %s\n", fim->name, fim->consistency_class,
+                    fim->fim_type, fim->sync_type, fim->technology, fim->first_number, fim->second_number,
+                    fim->display_name, fim->version, fim->text);
+      described += line;
+    }
+    EXPECT_EQ(
+        "Hitachi_ShadowImage 0 0 1 1 0 5 Hitachi_ShadowImage 1.0 none\n"
+        "Hitachi_CopyOnWrite 0 0 1 0 0 5 Hitachi_CopyOnWrite 1.0 none\n"
+        "HPXP_BusinessCopy 0 0 1 1 0 5 HPXP_BusinessCopy 1.0 none\n"
+        "HPXP_Snapshot 0 0 1 0 0 5 HPXP_Snapshot 1.0 none\n",
+        described);
+    CFiFimListFactory::freeList(fims);
+  }
+};
+
+TEST_F(PluginInit, RegistersFimsAndParameterAndPointsInstanceNumbersIntoTheCache) {
+  ASSERT_EQ(0, plugin->init());
+  expectRegistrations();
+  const std::string dir = sim.dir() + "/hitachi/";
+  EXPECT_EQ(dir, CInstanceManager::getInstanceNoPath());
+  EXPECT_EQ(601, CInstanceManager::getMinInstanceNo());
+  EXPECT_EQ(699, CInstanceManager::getMaxInstanceNo());
+  const std::string log = trace();
+  const size_t loading = log.find("Initializing RMLIB");
+  const size_t version = log.find("CHitachiPlugin::init : Library RMLIB version '");
+  const size_t location = log.find("CHitachiPlugin::init : File location for instance number is " + dir);
+  ASSERT_NE(std::string::npos, location);
+  EXPECT_LT(loading, version);
+  EXPECT_LT(version, location);
+  plugin->fini();
+  EXPECT_FALSE(plugin->cmdIntf().isInitialized());
+}
+
+TEST_F(PluginInit, WithoutTheLibraryInitReturns30WithFimsAndParameterRegistered) {
+  ::setenv("FRIM_DLOPEN_ROOT", (sim.dir() + "/nothing-here").c_str(), 1);
+  CInstanceManager::setInstanceNoPath("/untouched/");
+  EXPECT_EQ(30, plugin->init());
+  expectRegistrations();
+  EXPECT_TRUE(traced("CHitachiPlugin::init : Library RMLIB init failed"));
+  EXPECT_EQ("/untouched/", CInstanceManager::getInstanceNoPath());  // settings only after a loaded library
+  EXPECT_NE(0, ::access((sim.dir() + "/hitachi").c_str(), F_OK));
+  plugin->fini();
+}
+
+TEST_F(PluginInit, HitachiFolderIsCreatedOnceAndAMissingCacheIsNoFailure) {
+  const std::string dir = sim.dir() + "/hitachi/";
+  ASSERT_EQ(0, plugin->init());
+  plugin->fini();
+  std::ofstream(dir + "keep") << "x";
+  ASSERT_EQ(0, CFiSmartPtr<CHitachiPlugin>(new CHitachiPlugin())->init());
+  EXPECT_EQ(0, ::access((dir + "keep").c_str(), F_OK));
+
+  ::setenv("HITACHIFI_CACHE_DIR", (sim.dir() + "/no/such/cache").c_str(), 1);
+  EXPECT_EQ(0, CFiSmartPtr<CHitachiPlugin>(new CHitachiPlugin())->init());
+  EXPECT_EQ(sim.dir() + "/no/such/cache/hitachi/", CInstanceManager::getInstanceNoPath());
+  EXPECT_NE(0, ::access((sim.dir() + "/no").c_str(), F_OK));
+}
+
+TEST_F(PluginInit, TheDestructorCopesWithoutFini) {
+  tree.disk("sdb", "2:0:0:0", "HITACHI ", "OPEN-V-CM", "4100010FFF");
+  ASSERT_EQ(0, plugin->init());
+  ASSERT_EQ(0, plugin->delayedInit());
+  ASSERT_EQ(1u, plugin->cmdDevices().size());
+  ASSERT_TRUE(plugin->cmdIntf().attachCmd(plugin->cmdDevices().begin()->second));
+  EXPECT_EQ(0, plugin.release());  // the sanitizer build shows nothing is left behind
+}
+
+TEST_F(PluginInit, ListsHoldTheTablesBeforeAndAfterInitAndANullOutPointerIsAccepted) {
+  expectLists();
+  EXPECT_EQ(0, plugin->getProviderInfo(nullptr));
+  EXPECT_EQ(0, plugin->enumerateFims(nullptr));
+  ASSERT_EQ(0, plugin->init());
+  expectLists();
+  plugin->fini();
+}
+
+class CommandDevices : public PluginTest {
+ protected:
+  void SetUp() override {
+    PluginTest::SetUp();
+    ASSERT_EQ(0, plugin->init());
+  }
+  static std::string line(const char* name, const char* udid, int bus = 0, int target = 0) {
+    char text[200];
+    std::snprintf(text, sizeof text, "\t<Device name=\"%-15s\" udid=\"%s\" bus=\"%d\" target=\"%d\" />", name,
+                  udid, bus, target);
+    return text;
+  }
+};
+
+TEST_F(CommandDevices, NoCommandDeviceLeavesBothMapsEmptyAndFiniOnlyUnloads) {
+  tree.disk("sda", "0:0:0:0", "ATA     ", "QEMU HARDDISK", "QM0001");
+  tree.disk("sdc", "2:0:0:1", "HITACHI ", "OPEN-V          ", "4100010100");
+  EXPECT_EQ(0, plugin->delayedInit());
+  EXPECT_TRUE(plugin->enclosureCmdDevNames().empty());
+  EXPECT_TRUE(plugin->cmdDevices().empty());
+  EXPECT_FALSE(traced("<Device name="));
+  plugin->fini();
+  EXPECT_EQ(0, sim.calls("detachcmddev"));
+  EXPECT_FALSE(traced("RMLIB detach cmddev is being called"));
+  EXPECT_FALSE(plugin->cmdIntf().isInitialized());
+}
+
+// Kept: a command device without a UDID is left out, but traced with the
+// UDID taken last.
+TEST_F(CommandDevices, TrimmedVendorAndACmProductMakeACommandDevice) {
+  tree.disk("sda", "2:0:0:4", "HITACHI ", "OPEN-V-CM", "");
+  tree.disk("sdb", "2:0:0:0", "HITACHI ", "OPEN-V-CM       ", "4100010FFF");
+  tree.disk("sdc", "2:0:0:1", "HITACHIX", "OPEN-V-CM", "4100020FFF");
+  tree.disk("sdd", "2:0:0:2", "HPX     ", "OPEN-V-CM", "4100030FFF");
+  tree.disk("sde", "2:0:0:3", "HITACHI ", "OPEN-V          ", "4100010100");
+  tree.disk("sdf", "2:1:4:0", "HP      ", "CM-OPEN-V", "5200020FFF");
+  tree.disk("sdg", "2:1:5:0", "HP      ", "X-CMD", "6200020FFF");
+  tree.disk("sdh", "2:1:6:0", "HP      ", "OPEN-V-CM", "");
+  ASSERT_EQ(0, plugin->delayedInit());
+  EXPECT_EQ((NameMap{{"410001", {"/dev/sdb"}}, {"620002", {"/dev/sdg"}}}), plugin->enclosureCmdDevNames());
+  EXPECT_TRUE(traced(line("/dev/sdb", "UDID##HITACHI##HDS##410001##4095")));
+  EXPECT_TRUE(traced(line("/dev/sdg", "UDID##HP##XP##620002##4095", 1, 5)));
+  EXPECT_TRUE(traced(line("/dev/sda", "")));
+  EXPECT_TRUE(traced(line("/dev/sdh", "UDID##HP##XP##620002##4095", 1, 6)));
+  for (const char* other : {"sdc", "sdd", "sde", "sdf"})
+    EXPECT_FALSE(traced(std::string("/dev/") + other)) << other;
+  EXPECT_EQ("620002", plugin->cmdDevices().at("620002")->serial);
+  EXPECT_EQ(0, sim.calls("attachcmddev"));  // nothing is attached before work needs it
+}
+
+TEST_F(CommandDevices, BothDevicesOfAnEnclosureAreListedAndTheFirstBecomesItsRecord) {
+  tree.disk("sdk", "3:0:0:0", "HITACHI ", "OPEN-V-CM", "4100010FFE");
+  tree.disk("sdb", "2:0:0:0", "HITACHI ", "OPEN-V-CM", "4100010FFF");
+  ASSERT_EQ(0, plugin->delayedInit());
+  EXPECT_EQ((Names{"/dev/sdb", "/dev/sdk"}), plugin->enclosureCmdDevNames().at("410001"));
+  ASSERT_EQ(1u, plugin->cmdDevices().size());
+  const SCmdInfoPtr& cmd = plugin->cmdDevices().at("410001");
+  EXPECT_EQ("/dev/sdb UDID##HITACHI##HDS##410001##4095", std::string(cmd->cmddev) + " " + cmd->udid);
+  EXPECT_TRUE(traced(line("/dev/sdk", "UDID##HITACHI##HDS##410001##4094")));
+}
+
+TEST_F(CommandDevices, TheSimulatorsTreeGivesRecordsThatAttachAndFiniDetachesThemAllPastAFailure) {
+  ASSERT_GT(writeModelSysfs(tree.root()), 2);
+  ASSERT_EQ(0, plugin->delayedInit());
+  ASSERT_EQ(2u, plugin->cmdDevices().size());
+  const SCmdInfoPtr& hitachi = plugin->cmdDevices().at("410001");
+  const SCmdInfoPtr& hp = plugin->cmdDevices().at("520002");
+  EXPECT_EQ("/dev/sdb UDID##HITACHI##HDS##410001##4095", std::string(hitachi->cmddev) + " " + hitachi->udid);
+  EXPECT_EQ("/dev/sdi UDID##HP##XP##520002##4095", std::string(hp->cmddev) + " " + hp->udid);
+  ASSERT_TRUE(plugin->cmdIntf().attachCmd(hitachi) && plugin->cmdIntf().attachCmd(hp));
+  EXPECT_EQ(2, sim.calls("attachcmddev"));
+
+  sim.setFault("detachcmddev", 206, "command device I/O error", 1);
+  plugin->fini();
+  EXPECT_EQ(2, sim.calls("detachcmddev"));
+  EXPECT_TRUE(plugin->cmdDevices().empty());
+  const std::string log = trace();
+  EXPECT_NE(std::string::npos,
+            log.find("CHitachiPlugin::fini() : RMLIB detach cmddev failed for device '410001'"));
+  EXPECT_EQ(std::string::npos, log.find("RMLIB detach cmddev failed for device '520002'"));
+  const size_t second = log.find("RMLIB detach cmddev is being called for device '520002'");
+  ASSERT_NE(std::string::npos, second);
+  EXPECT_LT(log.find("RMLIB detach cmddev is being called for device '410001'"), second);  // key order
+  EXPECT_EQ(1u, plugin->enclosureCmdDevNames().count("410001"));  // fini leaves the names
+  EXPECT_FALSE(plugin->cmdIntf().isInitialized());
+}
+
+}  // namespace
