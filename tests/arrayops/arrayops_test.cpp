@@ -208,16 +208,6 @@ TEST_F(ArrayOps, FailuresBecomeExceptionsNamingTheirFunction) {
   }
 }
 
-TEST_F(ArrayOps, ConfiguredTargetIsWhatFollowsTheLastMarker) {
-  EXPECT_EQ("77", intf.findConfiguredTarget("a##b##77"));
-  EXPECT_EQ("", intf.findConfiguredTarget("abc##"));
-  CHitachiException e = caughtHitachi([&] { intf.findConfiguredTarget("abc"); });
-  EXPECT_EQ(HITACHI_EXC_INVALID_INPUT, e.m_kind);
-  EXPECT_EQ(6, e.m_errorNumber);
-  EXPECT_EQ("could not find target Id", e.m_reason);
-  EXPECT_EQ("[findConfiguredTarget]", e.m_apiName);
-}
-
 TEST_F(ArrayOps, AutoDiscoveryTakesTheFirstPartnerWithALun) {
   // mu 0's partner 303 has no LUN, mu 1 is simplex, mu 2's partner is 300.
   SHitachiVirtualDisk disk = intf.getLUNInfo(cmd, "256", true);

@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -18,8 +18,7 @@
 namespace {
 
 struct Record {
-  int32_t number;
-  int32_t owner;
+  int32_t number, owner;
   bool operator==(const Record& o) const { return number == o.number && owner == o.owner; }
 };
 
@@ -32,15 +31,14 @@ class InstanceNumbers : public ::testing::Test {
     CInstanceManager::setMinMaxInstanceNo(601, 699);
     CInstanceManager::setInstanceNoPath(dir);
   }
-  void TearDown() override { (void)std::system(("rm -rf " + dir).c_str()); }
+  void TearDown() override { std::filesystem::remove_all(dir); }
   std::vector<Record> records() {
     std::ifstream in(CInstanceManager::getFilePath("key"), std::ios::binary);
     std::vector<Record> out;
-    Record r;
-    while (in.read(reinterpret_cast<char*>(&r), sizeof r)) out.push_back(r);
+    for (Record r; in.read(reinterpret_cast<char*>(&r), sizeof r);) out.push_back(r);
     return out;
   }
-  // A full file: every number of the range, all with `owner`.
+  // Every number of the range, all with `owner`.
   static std::vector<Record> range(int32_t owner) {
     std::vector<Record> all;
     for (int n = 601; n <= 699; ++n) all.push_back({n, owner});
@@ -48,7 +46,8 @@ class InstanceNumbers : public ::testing::Test {
   }
   void writeRecords(const std::vector<Record>& all) {
     std::ofstream out(CInstanceManager::getFilePath("key"), std::ios::binary | std::ios::trunc);
-    for (const Record& r : all) out.write(reinterpret_cast<const char*>(&r), sizeof r);
+    out.write(reinterpret_cast<const char*>(all.data()),
+              static_cast<std::streamsize>(all.size() * sizeof(Record)));
   }
   static std::string thrown(const std::function<void()>& action) {
     try {
@@ -61,33 +60,24 @@ class InstanceNumbers : public ::testing::Test {
   std::string dir;
 };
 
-TEST_F(InstanceNumbers, FirstUseCreatesTheFileAndNumbersGoInFileOrder) {
-  CInstanceNumber first, second;
-  EXPECT_EQ(601, first.get("key"));
-  EXPECT_EQ(602, second.get("key"));
-  EXPECT_EQ(dir + "//key", CInstanceManager::getFilePath("key"));
-  struct stat info;
-  ASSERT_EQ(0, ::stat(CInstanceManager::getFilePath("key").c_str(), &info));
-  EXPECT_EQ(0644u, info.st_mode & 0777);
-  std::vector<Record> expected = range(-1);
-  expected[0].owner = expected[1].owner = ::getpid();
-  EXPECT_TRUE(records() == expected);
-}
-
-TEST_F(InstanceNumbers, ReleaseAndDestructionGiveNumbersBack) {
+TEST_F(InstanceNumbers, NumbersGoInFileOrderAndComeBackOnReleaseOrDestruction) {
   CInstanceNumber kept;
   {
     CInstanceNumber dropped;
     EXPECT_EQ(601, dropped.get("key"));
     EXPECT_EQ(602, kept.get("key"));
+    EXPECT_EQ(dir + "//key", CInstanceManager::getFilePath("key"));
+    struct stat info;
+    ASSERT_EQ(0, ::stat(CInstanceManager::getFilePath("key").c_str(), &info));
+    EXPECT_EQ(0644u, info.st_mode & 0777);
+    std::vector<Record> expected = range(-1);
+    expected[0].owner = expected[1].owner = ::getpid();
+    EXPECT_TRUE(records() == expected);
   }
   EXPECT_EQ(-1, records()[0].owner);
   kept.release();
   EXPECT_EQ(-1, kept.getNumber());
-  EXPECT_EQ(-1, records()[1].owner);
-  // A number never taken is written free without complaint.
-  EXPECT_EQ(0, CInstanceManager::releaseInstanceNo("key", 650));
-  EXPECT_EQ(-1, records()[49].owner);
+  EXPECT_TRUE(records() == range(-1));
   EXPECT_EQ("Didn't find the file", thrown([] { CInstanceManager::releaseInstanceNo("absent", 601); }));
 }
 
@@ -112,14 +102,7 @@ TEST_F(InstanceNumbers, ReclaimWithTheKeyFreesOnlyNumbersOfEndedProcesses) {
   EXPECT_EQ(::getpid(), after[2].owner);
 }
 
-TEST_F(InstanceNumbers, DamagedFilesGiveNoNumberAndNeverCorruptOtherRecords) {
-  // Shorter than the range and every record held: the scan ends at the end
-  // of the file without a number and without an error.
-  writeRecords({{601, ::getpid()}, {602, ::getpid()}});
-  int number = 0;
-  EXPECT_EQ(0, CInstanceManager::getInstanceNo("key", number));
-  EXPECT_EQ(-1, number);
-
+TEST_F(InstanceNumbers, DamagedFilesNeverCorruptOtherRecords) {
   // A number before the range, or a record claiming one, has no place in
   // the file: nothing else may be overwritten in its stead.
   std::vector<Record> full = range(::getpid());
@@ -127,13 +110,8 @@ TEST_F(InstanceNumbers, DamagedFilesGiveNoNumberAndNeverCorruptOtherRecords) {
   writeRecords(full);
   EXPECT_EQ("Read failed with error", thrown([] { CInstanceManager::releaseInstanceNo("key", 600); }));
   EXPECT_EQ("Write failed with error", thrown([] { CInstanceManager::reclaimInstanceNo("key"); }));
-  std::vector<Record> after = records();
-  ASSERT_EQ(99u, after.size());
-  EXPECT_EQ(::getpid(), after[0].owner);
-  EXPECT_EQ(0x7ffffff0, after[1].owner);
-  EXPECT_EQ(603, after[2].number);
-  EXPECT_EQ(::getpid(), after[2].owner);
-
+  EXPECT_TRUE(records() == full);
+  int number = 0;
   CInstanceManager::setInstanceNoPath(dir + "/missing");
   EXPECT_EQ("Unable to create file", thrown([&] { CInstanceManager::getInstanceNo("key", number); }));
 }
@@ -142,23 +120,20 @@ TEST_F(InstanceNumbers, DamagedFilesGiveNoNumberAndNeverCorruptOtherRecords) {
 // its number only while a witness file named after it exists, and creating
 // that witness fails if another process holds the same number.
 TEST_F(InstanceNumbers, ProcessesStartedTogetherNeverHoldTheSameNumber) {
-  const int kProcesses = 6, kRounds = 150;
   int gate[2];
   ASSERT_EQ(0, ::pipe(gate));
   std::vector<pid_t> children;
-  for (int p = 0; p < kProcesses; ++p) {
+  for (int p = 0; p < 6; ++p) {
     pid_t pid = ::fork();
     if (pid == 0) {
       ::close(gate[1]);
       char byte;
       (void)!::read(gate[0], &byte, 1);  // returns when the parent closes the gate
-      for (int i = 0; i < kRounds; ++i) {
+      for (int i = 0; i < 150; ++i) {
         CInstanceNumber held;
-        int number = held.get("key");
-        if (number < 601 || number > 699) ::_exit(2);
-        std::string witness = dir + "/held-" + std::to_string(number);
+        const std::string witness = dir + "/held-" + std::to_string(held.get("key"));
         int fd = ::open(witness.c_str(), O_CREAT | O_EXCL | O_WRONLY, 0600);
-        if (fd < 0) ::_exit(3);
+        if (held.getNumber() < 601 || held.getNumber() > 699 || fd < 0) ::_exit(3);
         ::close(fd);
         ::unlink(witness.c_str());
       }
@@ -174,8 +149,7 @@ TEST_F(InstanceNumbers, ProcessesStartedTogetherNeverHoldTheSameNumber) {
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "child status " << status;
   }
   EXPECT_TRUE(records() == range(-1));
-  // Only the file itself is left in the directory.
-  EXPECT_EQ(0, std::system(("test \"$(ls -A " + dir + ")\" = key").c_str()));
+  EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(dir), {}));  // the file alone is left
 }
 
 }  // namespace

@@ -44,30 +44,14 @@ TEST_F(FaultInjection, FailsTheNamedFunctionOnceNTimesOrAlways) {
   EXPECT_THROW(sim->setFault("getldev", 0, "x", 1), rmsim::ModelError);  // 0 would be a success
 }
 
-TEST_F(FaultInjection, AFailedAttachLeavesTheBlockUnattachedAndExplained) {
-  sim->setFault("attachcmddev", 206, "cannot open command device", 1);
-  cmddevinfo other{};
-  EXPECT_EQ(206, attach(&other, "/dev/sdi", 602));
-  EXPECT_STREQ("cannot open command device", lib.errmsg(&other));
-  targdev t = volume(1, 0);
-  EXPECT_EQ(RMSIM_E_NOCMD, lib.ldev(&other, &t));
-  EXPECT_EQ(0, attach(&other, "/dev/sdi", 602));
-  EXPECT_EQ(kHp, other.serial);
-}
-
 class PairSuspension : public SimulatorTest {};
 
-TEST_F(PairSuspension, NowSuspendsThePairNamedByItsPrimaryOrItsSecondary) {
-  sim->suspendPair(kHitachi, 257, 0, rmsim::Suspend::Now);
-  EXPECT_EQ(RMSIM_PSUE, status(kLun257, 0).pairstat);
-  EXPECT_EQ(RMSIM_PAIR, status(kLun257, 3).pairstat);
+TEST_F(PairSuspension, NowOrAtCopyEndAndThenOnlyAFullCopyRecovers) {
   sim->suspendPair(kHitachi, 514, 7, rmsim::Suspend::Now);  // a secondary names its pair at any mu
   EXPECT_EQ(RMSIM_PSUE, sim->pairStatus(kHitachi, 258, 1));
   EXPECT_EQ(RMSIM_PSUE, status(kLun514, 0).pairstat);
   EXPECT_THROW(sim->suspendPair(kHitachi, 257, 1, rmsim::Suspend::Now), rmsim::ModelError);
-}
 
-TEST_F(PairSuspension, AtCopyEndTheNextCopyFailsAndAFullCopyThenSucceeds) {
   sim->suspendPair(kHitachi, 256, 0, rmsim::Suspend::AtCopyEnd);
   EXPECT_EQ(RMSIM_PSUS, sim->pairStatus(kHitachi, 256, 0));
   ASSERT_EQ(0, resync(kLun256, 0, 0));

@@ -19,7 +19,7 @@
 
 namespace simtest {
 
-// A fresh temporary directory, removed with everything in it.
+// A fresh temporary directory, removed with its contents.
 struct TempDir {
   TempDir() {
     char pattern[] = "/tmp/rmsim-test.XXXXXX";
@@ -65,15 +65,7 @@ const int kHp = 520002;
 
 // A volume address as the plugin builds it (port type 1, no LDEV yet).
 inline targdev volume(int lun, int mu, int port = 0, int targid = 0) {
-  targdev t;
-  std::memset(&t, 0, sizeof t);
-  t.porttype = 1;
-  t.port = port;
-  t.targid = targid;
-  t.lun = lun;
-  t.mun = mu;
-  t.ldevno = 0xFFFF;
-  return t;
+  return targdev{1, {}, port, targid, lun, mu, 0, {}, 0xFFFF, 0, 0, 0, {}};
 }
 
 // Exit status and output (stdout and stderr) of a shell command.

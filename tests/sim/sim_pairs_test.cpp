@@ -136,7 +136,6 @@ TEST_F(PairRefusals, BadAddressesOptionsAndRecordsChangeNothing) {
   pairstatinfo info;
   EXPECT_EQ(RMSIM_E_NODEV, lib.volstat(&cmd, &nothing, &info));
   EXPECT_EQ(RMSIM_E_NODEV, lib.split(&cmd, &nothing, 1, 15));
-  EXPECT_NE(std::string::npos, lastError().find("LUN 99"));
 
   EXPECT_EQ(RMSIM_E_INVAL, resync(kLun256, 0, 2));
   EXPECT_EQ(RMSIM_E_INVAL, resync(kLun256, 0, 0, 0));
@@ -147,10 +146,7 @@ TEST_F(PairRefusals, BadAddressesOptionsAndRecordsChangeNothing) {
   targdev t = volume(kLun257, 0);
   EXPECT_EQ(RMSIM_E_INVAL, lib.volstat(&cmd, &t, nullptr));
   EXPECT_EQ(RMSIM_E_INVAL, lib.split(&cmd, nullptr, 1, 15));
-  EXPECT_EQ(RMSIM_E_INVAL, lib.ldev(&cmd, nullptr));
   EXPECT_EQ(RMSIM_E_INVAL, lib.rminfo(&cmd, 0x21, 256, 0, nullptr));
-  EXPECT_EQ(RMSIM_E_INVAL, lib.limit(&cmd, nullptr));
-  EXPECT_EQ(RMSIM_E_INVAL, lib.version(nullptr));
   EXPECT_EQ(RMSIM_E_NOCMD, lib.volstat(nullptr, &t, nullptr));
   EXPECT_STREQ("no command device block", lib.errmsg(nullptr));
 }
