@@ -28,9 +28,9 @@ using NameMap = std::map<std::string, Names>;
 
 // A plugin over the simulator with its own cache directory, an empty sysfs
 // tree and a level 6 trace, all in the simulator's directory.
-class PluginTest : public ::testing::Test {
+class Plugin : public ::testing::Test {
  protected:
-  PluginTest() : sim(SIM_ROOT), tree(sim.dir() + "/sys") {}
+  Plugin() : sim(SIM_ROOT), tree(sim.dir() + "/sys") {}
   void SetUp() override {
     ::setenv("HITACHIFI_SYSFS_ROOT", tree.root().c_str(), 1);
     ::setenv("HITACHIFI_CACHE_DIR", sim.dir().c_str(), 1);
@@ -48,15 +48,12 @@ class PluginTest : public ::testing::Test {
   }
   std::string trace() { return readText(sim.dir() + "/trace.log"); }
   bool traced(const std::string& line) { return trace().find(line) != std::string::npos; }
-
-  SimControl sim;
-  SysfsTree tree;
-  CFiTraceLogPtr log;
-  CFiSmartPtr<CHitachiPlugin> plugin;
-};
-
-class PluginInit : public PluginTest {
- protected:
+  static std::string line(const char* name, const char* udid, int bus = 0, int target = 0) {
+    char text[200];
+    std::snprintf(text, sizeof text, "\t<Device name=\"%-15s\" udid=\"%s\" bus=\"%d\" target=\"%d\" />", name,
+                  udid, bus, target);
+    return text;
+  }
   void expectRegistrations() {
     std::string fims;
     for (const auto& fim : plugin->getFims())
@@ -103,9 +100,14 @@ class PluginInit : public PluginTest {
         described);
     CFiFimListFactory::freeList(fims);
   }
+
+  SimControl sim;
+  SysfsTree tree;
+  CFiTraceLogPtr log;
+  CFiSmartPtr<CHitachiPlugin> plugin;
 };
 
-TEST_F(PluginInit, RegistersFimsAndParameterAndPointsInstanceNumbersIntoTheCache) {
+TEST_F(Plugin, RegistersFimsAndParameterAndPointsInstanceNumbersIntoTheCache) {
   ASSERT_EQ(0, plugin->init());
   expectRegistrations();
   const std::string dir = sim.dir() + "/hitachi/";
@@ -123,7 +125,7 @@ TEST_F(PluginInit, RegistersFimsAndParameterAndPointsInstanceNumbersIntoTheCache
   EXPECT_FALSE(plugin->cmdIntf().isInitialized());
 }
 
-TEST_F(PluginInit, WithoutTheLibraryInitReturns30WithFimsAndParameterRegistered) {
+TEST_F(Plugin, WithoutTheLibraryInitReturns30WithFimsAndParameterRegistered) {
   ::setenv("FRIM_DLOPEN_ROOT", (sim.dir() + "/nothing-here").c_str(), 1);
   CInstanceManager::setInstanceNoPath("/untouched/");
   EXPECT_EQ(30, plugin->init());
@@ -134,7 +136,7 @@ TEST_F(PluginInit, WithoutTheLibraryInitReturns30WithFimsAndParameterRegistered)
   plugin->fini();
 }
 
-TEST_F(PluginInit, HitachiFolderIsCreatedOnceAndAMissingCacheIsNoFailure) {
+TEST_F(Plugin, HitachiFolderIsCreatedOnceAndAMissingCacheIsNoFailure) {
   const std::string dir = sim.dir() + "/hitachi/";
   ASSERT_EQ(0, plugin->init());
   plugin->fini();
@@ -148,7 +150,7 @@ TEST_F(PluginInit, HitachiFolderIsCreatedOnceAndAMissingCacheIsNoFailure) {
   EXPECT_NE(0, ::access((sim.dir() + "/no").c_str(), F_OK));
 }
 
-TEST_F(PluginInit, ListsHoldTheTablesBeforeAndAfterInitAndANullOutPointerIsAccepted) {
+TEST_F(Plugin, ListsHoldTheTablesBeforeAndAfterInitAndANullOutPointerIsAccepted) {
   expectLists();
   EXPECT_EQ(0, plugin->getProviderInfo(nullptr));
   EXPECT_EQ(0, plugin->enumerateFims(nullptr));
@@ -157,21 +159,8 @@ TEST_F(PluginInit, ListsHoldTheTablesBeforeAndAfterInitAndANullOutPointerIsAccep
   plugin->fini();
 }
 
-class CommandDevices : public PluginTest {
- protected:
-  void SetUp() override {
-    PluginTest::SetUp();
-    ASSERT_EQ(0, plugin->init());
-  }
-  static std::string line(const char* name, const char* udid, int bus = 0, int target = 0) {
-    char text[200];
-    std::snprintf(text, sizeof text, "\t<Device name=\"%-15s\" udid=\"%s\" bus=\"%d\" target=\"%d\" />", name,
-                  udid, bus, target);
-    return text;
-  }
-};
-
-TEST_F(CommandDevices, NoCommandDeviceLeavesBothMapsEmptyAndFiniOnlyUnloads) {
+TEST_F(Plugin, NoCommandDeviceLeavesBothMapsEmptyAndFiniOnlyUnloads) {
+  ASSERT_EQ(0, plugin->init());
   tree.disk("sda", "0:0:0:0", "ATA     ", "QEMU HARDDISK", "QM0001");
   tree.disk("sdc", "2:0:0:1", "HITACHI ", "OPEN-V          ", "4100010100");
   EXPECT_EQ(0, plugin->delayedInit());
@@ -186,7 +175,8 @@ TEST_F(CommandDevices, NoCommandDeviceLeavesBothMapsEmptyAndFiniOnlyUnloads) {
 
 // Kept: a command device without a UDID is left out, but traced with the
 // UDID taken last.
-TEST_F(CommandDevices, TrimmedVendorAndACmProductMakeACommandDevice) {
+TEST_F(Plugin, TrimmedVendorAndACmProductMakeACommandDevice) {
+  ASSERT_EQ(0, plugin->init());
   tree.disk("sda", "2:0:0:4", "HITACHI ", "OPEN-V-CM", "");
   tree.disk("sdb", "2:0:0:0", "HITACHI ", "OPEN-V-CM       ", "4100010FFF");
   tree.disk("sdc", "2:0:0:1", "HITACHIX", "OPEN-V-CM", "4100020FFF");
@@ -207,7 +197,8 @@ TEST_F(CommandDevices, TrimmedVendorAndACmProductMakeACommandDevice) {
   EXPECT_EQ(0, sim.calls("attachcmddev"));  // nothing is attached before work needs it
 }
 
-TEST_F(CommandDevices, BothDevicesOfAnEnclosureAreListedTheFirstBecomesItsRecordAndOutlivesAMissingFini) {
+TEST_F(Plugin, BothDevicesOfAnEnclosureAreListedTheFirstBecomesItsRecordAndOutlivesAMissingFini) {
+  ASSERT_EQ(0, plugin->init());
   tree.disk("sdk", "3:0:0:0", "HITACHI ", "OPEN-V-CM", "4100010FFE");
   tree.disk("sdb", "2:0:0:0", "HITACHI ", "OPEN-V-CM", "4100010FFF");
   ASSERT_EQ(0, plugin->delayedInit());
@@ -219,7 +210,8 @@ TEST_F(CommandDevices, BothDevicesOfAnEnclosureAreListedTheFirstBecomesItsRecord
   ASSERT_TRUE(plugin->cmdIntf().attachCmd(cmd));  // left attached: the destructor copes without fini
 }
 
-TEST_F(CommandDevices, TheSimulatorsTreeGivesRecordsThatAttachAndFiniDetachesThemAllPastAFailure) {
+TEST_F(Plugin, TheSimulatorsTreeGivesRecordsThatAttachAndFiniDetachesThemAllPastAFailure) {
+  ASSERT_EQ(0, plugin->init());
   ASSERT_GT(writeModelSysfs(tree.root()), 2);
   ASSERT_EQ(0, plugin->delayedInit());
   ASSERT_EQ(2u, plugin->cmdDevices().size());

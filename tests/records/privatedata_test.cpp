@@ -26,8 +26,7 @@ TEST(Udid, ParsesPartsAndEachParseStartsAfresh) {
   EXPECT_EQ("HITACHI|HDS|410|12", udid.getVendor() + "|" + udid.getProduct() + "|" + udid.getEnclosureId() +
                                       "|" + udid.getDeviceId());
   udid.parse("UDID##A##B##C##D##E");  // the device keeps further separators
-  EXPECT_EQ("C", udid.getEnclosureId());
-  EXPECT_EQ("D##E", udid.getDeviceId());
+  EXPECT_EQ("C|D##E", udid.getEnclosureId() + "|" + udid.getDeviceId());
   udid.parse("UDID##A##B##C");  // a lone last part is the device
   EXPECT_EQ("C", udid.getDeviceId());
   EXPECT_FALSE(udid.hasEnclosureId());
