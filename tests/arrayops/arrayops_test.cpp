@@ -117,12 +117,6 @@ TEST_F(ArrayOps, ScanLimitsErrorsAndTheLdevFallback) {
   int lun = -1;
   EXPECT_EQ(-1, intf.find_devmap(cmd, 258, 0, lun));
   EXPECT_EQ(1 + 2048, sim.calls("getldev"));
-  // A library error ends the scan at once.
-  sim.resetCounters();
-  sim.setFault("getldev", 206, "command device I/O error", 2);  // the probe, then the first scan call
-  EXPECT_EQ(-1, intf.find_devmap(cmd, 257, 0, lun));
-  EXPECT_EQ(2, sim.calls("getldev"));
-  EXPECT_TRUE(traced(2, "find_devmap: getldev failed on targid: [0], lun: [0] - ret: [206] with message"));
 }
 
 TEST_F(ArrayOps, SplitPaceIsTheLowFourBitsOr15WhenTheStatusReadFails) {

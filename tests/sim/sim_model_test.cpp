@@ -1,5 +1,4 @@
-// The model file: lines that break its syntax or the arrays' rules are named,
-// and the default model carries a full snapshot cycle for each method.
+// The model file: lines that break its syntax or the arrays' rules are named.
 #include <string>
 
 #include "sim_fixture.h"

@@ -100,18 +100,6 @@ TEST_F(PairStateMachine, ReverseResyncGoesThroughRcpyAndWaitsForTheOtherPairsOfT
   EXPECT_EQ(RMSIM_PSUS, status(kLun258, 1).pairstat);
 }
 
-TEST_F(PairStateMachine, TimedCopyLastsUntilItsDurationHasPassed) {
-  sim->setSetting("copy_seconds", "3600");
-  ASSERT_EQ(0, resync(kLun256, 0, 0));
-  for (int read = 0; read < 5; ++read) EXPECT_LT(status(kLun256, 0).copyrate, 100);
-  EXPECT_EQ(RMSIM_COPY, status(kLun256, 0).pairstat);
-  EXPECT_EQ(RMSIM_E_INVSTAT, split(kLun256, 0));
-  // A microsecond has passed by the next call whatever the machine.
-  sim->setSetting("copy_seconds", "0.000001");
-  EXPECT_EQ(0, split(kLun256, 0));  // the copy ended before the split looked at it
-  EXPECT_EQ(RMSIM_PSUS, status(kLun256, 0).pairstat);
-}
-
 class PairRefusals : public SimulatorTest {};
 
 TEST_F(PairRefusals, MirrorUnitOutOfRangeIs203AndASimplexVolume205) {
@@ -129,26 +117,6 @@ TEST_F(PairRefusals, MirrorUnitOutOfRangeIs203AndASimplexVolume205) {
   EXPECT_NE(std::string::npos, lastError().find("SMPL"));
   EXPECT_EQ(0u, formattedError().find("[RMSIM] pairsplit(/dev/sdb) failed: EX205 "));
   EXPECT_EQ(0, status(kLun257, 1).plun);  // a simplex volume has no partner
-}
-
-TEST_F(PairRefusals, BadAddressesOptionsAndRecordsChangeNothing) {
-  targdev nothing = volume(99, 0);
-  pairstatinfo info;
-  EXPECT_EQ(RMSIM_E_NODEV, lib.volstat(&cmd, &nothing, &info));
-  EXPECT_EQ(RMSIM_E_NODEV, lib.split(&cmd, &nothing, 1, 15));
-
-  EXPECT_EQ(RMSIM_E_INVAL, resync(kLun256, 0, 2));
-  EXPECT_EQ(RMSIM_E_INVAL, resync(kLun256, 0, 0, 0));
-  EXPECT_EQ(RMSIM_E_INVAL, split(kLun257, 0, 16));
-  EXPECT_EQ(RMSIM_PSUS, sim->pairStatus(kHitachi, 256, 0));
-  EXPECT_EQ(RMSIM_PAIR, sim->pairStatus(kHitachi, 257, 0));
-
-  targdev t = volume(kLun257, 0);
-  EXPECT_EQ(RMSIM_E_INVAL, lib.volstat(&cmd, &t, nullptr));
-  EXPECT_EQ(RMSIM_E_INVAL, lib.split(&cmd, nullptr, 1, 15));
-  EXPECT_EQ(RMSIM_E_INVAL, lib.rminfo(&cmd, 0x21, 256, 0, nullptr));
-  EXPECT_EQ(RMSIM_E_NOCMD, lib.volstat(nullptr, &t, nullptr));
-  EXPECT_STREQ("no command device block", lib.errmsg(nullptr));
 }
 
 }  // namespace
