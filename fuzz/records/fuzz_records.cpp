@@ -15,8 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   try {
     SHitachiVirtualDisk disk;
     disk.deserialize(text.c_str());
-    // What was read must write and read back alike, unless a field holds
-    // tag characters (which writers never produce).
+    // Read, written and read again alike, unless a field holds "<" or ">".
     const ACE_CString written = disk.serialize();
     const std::string texts = disk.m_deviceId + disk.m_enclosureId + disk.m_hostInfo.m_hostGroupName;
     if (texts.find_first_of("<>") == std::string::npos) {

@@ -53,8 +53,7 @@ TEST(ConfigParamList, MalformedXmlAndTextXmlCannotCarryAreClearErrorsThatChangeN
        {parameter("bad", "bell\x07"), parameter("snapshot_resource_spec", "\xc3"), bad}) {
     EXPECT_THROW(list.addParamInfo(refused), CFiConfigXmlError);
   }
-  ASSERT_EQ(1u, list.getParams().size());
-  EXPECT_TRUE(list.getParams()[0] == parameter("snapshot_resource_spec"));
+  EXPECT_TRUE(list.getParams() == std::vector<CFiConfigParamInfo>{parameter("snapshot_resource_spec")});
   EXPECT_EQ(before, list.getXML());
 }
 

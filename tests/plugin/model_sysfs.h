@@ -3,9 +3,8 @@
 
 #include <string>
 
-// Writes below `root` the sysfs tree of the simulator's model in $RMSIM_DB,
-// as `rmsim sysfs` does; returns the number of disks. Apart from the plugin's
-// headers, whose record names the simulator's share.
+// `rmsim sysfs` for the model in $RMSIM_DB; apart from the plugin's headers,
+// whose record names the simulator's share. Returns the number of disks.
 int writeModelSysfs(const std::string& root);
 
 #endif

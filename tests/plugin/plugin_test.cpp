@@ -68,8 +68,7 @@ class Plugin : public ::testing::Test {
     expected.m_name = "snapshot_resource_spec";
     expected.m_firstAttribute = expected.m_secondAttribute = 0;
     const CFiConfigParamInfoList& params = plugin->getConfigParamList();
-    ASSERT_EQ(1u, params.getParams().size());
-    EXPECT_TRUE(params.getParams()[0] == expected);
+    EXPECT_TRUE(params.getParams() == std::vector<CFiConfigParamInfo>{expected});
     EXPECT_EQ(CFiConfigParamInfoList::parseXML(params.getXML()), params.getParams());  // the XML is current
   }
   void expectLists() {

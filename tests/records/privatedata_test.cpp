@@ -53,22 +53,7 @@ TEST(Udid, MalformedTextsGiveTheirReasonAndText) {
   }
 }
 
-TEST(TargetConfig, ReadsSourcesWithTheirTargetsInOrderPastComments) {
-  CFiTargetConfig config;
-  config.parse(
-      "  # administrator's targets\r\n"
-      "UDID##HP##XP##520002##300 = UDID##HP##XP##520002##600, UDID##HP ##XP##520002##601  # db\r\n"
-      "\n"
-      "node UDID##A##B##1##2 = t##3\n"
-      "UDID##A##B##1##2 = t##4; UDID##A##B##1##5 = t##6");
-  EXPECT_EQ((Targets{"UDID##HP##XP##520002##600", "UDID##HP ##XP##520002##601"}),
-            config.targetsFor("UDID##HP##XP##520002##300"));
-  EXPECT_EQ((Targets{"t##3", "t##4"}), config.targetsFor("<hitachifi>UDID##A##B##1##2"));
-  EXPECT_EQ((Targets{"t##6"}), config.targetsFor("UDID##A##B##1##5"));
-  EXPECT_TRUE(config.targetsFor("UDID##A##B##1##22").empty());
-}
-
-TEST(TargetConfig, MalformedEntriesNameTheirLineAndKeepThePreviousConfiguration) {
+TEST(TargetConfig, ReadsTargetsInOrderPastCommentsAndMalformedEntriesNameTheirLineAndChangeNothing) {
   const char* const rows[][2] = {
       {"UDID##A##B##1##2 = t##3\nbroken",
        "line 2: expected '<source UDID> = <target>[, <target>...]', found 'broken'"},
@@ -81,7 +66,17 @@ TEST(TargetConfig, MalformedEntriesNameTheirLineAndKeepThePreviousConfiguration)
       {"UDID##A##B##1##2 = t##3\nUDID##A##B##1##2 = t##3",
        "line 2: target 't##3' is listed twice for 'UDID##A##B##1##2'"}};
   CFiTargetConfig config;
-  config.parse("UDID##A##B##1##2 = t##9");
+  config.parse(
+      "  # administrator's targets\r\n"
+      "UDID##HP##XP##520002##300 = UDID##HP##XP##520002##600, UDID##HP ##XP##520002##601  # db\r\n"
+      "\n"
+      "node UDID##A##B##1##2 = t##3\n"
+      "UDID##A##B##1##2 = t##4; UDID##A##B##1##5 = t##6");
+  EXPECT_EQ((Targets{"UDID##HP##XP##520002##600", "UDID##HP ##XP##520002##601"}),
+            config.targetsFor("UDID##HP##XP##520002##300"));
+  EXPECT_EQ((Targets{"t##3", "t##4"}), config.targetsFor("<hitachifi>UDID##A##B##1##2"));
+  EXPECT_EQ((Targets{"t##6"}), config.targetsFor("UDID##A##B##1##5"));
+  EXPECT_TRUE(config.targetsFor("UDID##A##B##1##22").empty());
   for (const auto& row : rows) {
     std::string error;
     try {
@@ -91,7 +86,7 @@ TEST(TargetConfig, MalformedEntriesNameTheirLineAndKeepThePreviousConfiguration)
     }
     EXPECT_EQ(std::string("snapshot_resource_spec ") + row[1], error);
   }
-  EXPECT_EQ((Targets{"t##9"}), config.targetsFor("UDID##A##B##1##2"));
+  EXPECT_EQ((Targets{"t##6"}), config.targetsFor("UDID##A##B##1##5"));  // the previous text still holds
   config.parse(" \n# nothing\n;;\n");
   EXPECT_TRUE(config.empty());
 }

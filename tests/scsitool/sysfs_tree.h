@@ -42,8 +42,7 @@ class SysfsTree {
   void removeAttribute(const std::string& name, const std::string& file) {
     ::unlink((m_root + "/block/" + name + "/device/" + file).c_str());
   }
-  // Stacks device-mapper device `map` with the given uuid on disk `name`;
-  // by default a path of the dm-multipath map dm-0.
+  // Stacks device-mapper device `map` (by default a multipath map) on `name`.
   void holder(const std::string& name, const std::string& map = "dm-0",
               const std::string& uuid = "mpath-360060e8007c38b000030c38b00000100") {
     make(m_root + "/block/" + map + "/dm");
