@@ -142,17 +142,7 @@ TEST_F(ArrayOps, SplitPaceIsTheLowFourBitsOr15WhenTheStatusReadFails) {
   EXPECT_EQ(4, sim.pairStatus(kSerial, 257, 0));
 }
 
-TEST_F(ArrayOps, ResyncPassesItsDirection) {
-  SHitachiVirtualDisk disk = disk257();
-  sim.setPairStatus(kSerial, 257, 0, 4);
-  EXPECT_EQ(0, intf.synchronize(cmd, disk, SHitachiVirtualDisk(), false));
-  EXPECT_EQ(2, sim.pairStatus(kSerial, 257, 0));  // COPY
-  sim.setPairStatus(kSerial, 257, 0, 4);
-  EXPECT_EQ(0, intf.synchronize(cmd, disk, SHitachiVirtualDisk(), true));
-  EXPECT_EQ(7, sim.pairStatus(kSerial, 257, 0));  // RCPY
-}
-
-TEST_F(ArrayOps, StatusWithoutRefreshMakesNoLibraryCall) {
+TEST_F(ArrayOps, StatusWithoutRefreshMakesNoLibraryCallAndResyncKeepsItsDirection) {
   SHitachiVirtualDisk disk = disk257();
   disk.m_pairList[0].m_status = 42;
   sim.resetCounters();
@@ -163,6 +153,12 @@ TEST_F(ArrayOps, StatusWithoutRefreshMakesNoLibraryCall) {
   EXPECT_EQ(1, sim.calls("pairvolstat"));
   EXPECT_TRUE(traced(3, "Volume status:PVOL"));
   EXPECT_TRUE(traced(3, "Pair status  :PAIR"));
+
+  for (bool reverse : {false, true}) {
+    sim.setPairStatus(kSerial, 257, 0, 4);
+    EXPECT_EQ(0, intf.synchronize(cmd, disk, SHitachiVirtualDisk(), reverse));
+    EXPECT_EQ(reverse ? 7 : 2, sim.pairStatus(kSerial, 257, 0));  // RCPY or COPY
+  }
 }
 
 // Library failures carry the library's number and text; an empty pair list

@@ -54,7 +54,6 @@ struct Svrrm {
   SIM_FUNCTION(ldev, getldev);
   SIM_FUNCTION(rminfo, getrminfo);
   SIM_FUNCTION(errmsg, getrmerrmsg);
-  SIM_FUNCTION(version, getrmver);
   SIM_FUNCTION(limit, getdkclimit);
   SIM_FUNCTION(fmtmsg, getfmtmsg);
 };

@@ -1,10 +1,10 @@
 #ifndef TESTS_SUPPORT_SIM_CONTROL_H
 #define TESTS_SUPPORT_SIM_CONTROL_H
 
-// The RMLIB simulator for plugin tests: a private state file with the
-// default model, host names from a file of the test's own, and
-// FRIM_DLOPEN_ROOT pointing the plugin's loader at the simulator. Kept apart
-// from the simulator's headers, whose record names are the plugin's too.
+// The RMLIB simulator for plugin tests: a private state file with the default
+// model, host names from the test's own file, and FRIM_DLOPEN_ROOT pointing
+// the plugin's loader at the simulator (apart from the simulator's headers,
+// whose record names are the plugin's too).
 
 #include <cstdint>
 #include <memory>
