@@ -1,5 +1,5 @@
-// Arbitrary text read as device records, a device id, a target configuration
-// and objctl arguments: no crash, no read out of bounds. Run as
+// Arbitrary text as device records, device id, target configuration and
+// objctl arguments: no crash, no out-of-bounds read. Run as
 //   fuzz_records -dict=records.dict corpus/
 #include <cstdint>
 #include <string>

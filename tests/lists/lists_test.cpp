@@ -1,7 +1,6 @@
-// Provider and FIM lists handed to the framework.
-// The lists are freed here the way the framework frees them (every block
-// with frim_free_buf, as zfi.h lays them out); the sanitizer build shows
-// that nothing is left over.
+// Provider and FIM lists, freed here the way the framework frees them (every
+// block with frim_free_buf, as zfi.h lays them out); the sanitizer build
+// shows that nothing is left over.
 #include <gtest/gtest.h>
 
 #include <cstring>

@@ -34,9 +34,6 @@ TEST(PluginAbi, InitDelayedInitAndFiniAgainstTheSimulator) {
                    nullptr, &version, "fim"));
   EXPECT_EQ(7, version.major);
   EXPECT_EQ(0, reinterpret_cast<int (*)(zfi_domain*)>(entry("cache_disable"))(nullptr));  // runs delayed init
-  zfi_msg_info* message = nullptr;
-  EXPECT_EQ(0, reinterpret_cast<int (*)(zfi_msg_info**)>(entry("get_last_error"))(&message));
-  EXPECT_EQ(nullptr, message);
   reinterpret_cast<void (*)()>(entry("fini"))();
   ::dlclose(handle);
   const std::string log = readText(sim.dir() + "/abi.log");

@@ -1,6 +1,5 @@
-// Plugin initialisation, the command-device tables that delayed
-// initialisation builds from the host's disks, shutdown, and the provider and
-// FIM lists the plugin hands to the framework.
+// Plugin initialisation, the command-device tables of delayed initialisation,
+// shutdown, and the provider and FIM lists the plugin hands to the framework.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -120,8 +119,6 @@ TEST_F(Plugin, RegistersFimsAndParameterAndPointsInstanceNumbersIntoTheCache) {
   ASSERT_NE(std::string::npos, location);
   EXPECT_LT(loading, version);
   EXPECT_LT(version, location);
-  plugin->fini();
-  EXPECT_FALSE(plugin->cmdIntf().isInitialized());
 }
 
 TEST_F(Plugin, WithoutTheLibraryInitReturns30WithFimsAndParameterRegistered) {
@@ -132,7 +129,6 @@ TEST_F(Plugin, WithoutTheLibraryInitReturns30WithFimsAndParameterRegistered) {
   EXPECT_TRUE(traced("CHitachiPlugin::init : Library RMLIB init failed"));
   EXPECT_EQ("/untouched/", CInstanceManager::getInstanceNoPath());  // settings only after a loaded library
   EXPECT_NE(0, ::access((sim.dir() + "/hitachi").c_str(), F_OK));
-  plugin->fini();
 }
 
 TEST_F(Plugin, HitachiFolderIsCreatedOnceAndAMissingCacheIsNoFailure) {
@@ -172,8 +168,7 @@ TEST_F(Plugin, NoCommandDeviceLeavesBothMapsEmptyAndFiniOnlyUnloads) {
   EXPECT_FALSE(plugin->cmdIntf().isInitialized());
 }
 
-// Kept: a command device without a UDID is left out, but traced with the
-// UDID taken last.
+// Kept: a command device without a UDID is left out but traced with the UDID taken last.
 TEST_F(Plugin, TrimmedVendorAndACmProductMakeACommandDevice) {
   ASSERT_EQ(0, plugin->init());
   tree.disk("sda", "2:0:0:4", "HITACHI ", "OPEN-V-CM", "");
@@ -219,7 +214,6 @@ TEST_F(Plugin, TheSimulatorsTreeGivesRecordsThatAttachAndFiniDetachesThemAllPast
   EXPECT_EQ("/dev/sdb UDID##HITACHI##HDS##410001##4095", std::string(hitachi->cmddev) + " " + hitachi->udid);
   EXPECT_EQ("/dev/sdi UDID##HP##XP##520002##4095", std::string(hp->cmddev) + " " + hp->udid);
   ASSERT_TRUE(plugin->cmdIntf().attachCmd(hitachi) && plugin->cmdIntf().attachCmd(hp));
-  EXPECT_EQ(2, sim.calls("attachcmddev"));
 
   sim.setFault("detachcmddev", 206, "command device I/O error", 1);
   plugin->fini();

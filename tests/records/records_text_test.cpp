@@ -1,6 +1,5 @@
-// The private-data text (building, finding and converting nodes) and the
-// device records written in it: their text, reading it back, and the reading
-// rules for lists and for texts that serialize() did not write.
+// The private-data text (building, finding, converting nodes) and the device
+// records in it: their text, reading it back, and the reading rules.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -65,7 +64,6 @@ TEST(PrivateDataText, ContentsConvertOnTheirLengthAndTruthValuesAndCharactersAre
   EXPECT_EQ("ab", P::toString("abcdef", 2));
 }
 
-// clang-format off
 const std::string kReference =
     "<Vdisk><DeviceId>12</DeviceId><EnclosureId>410</EnclosureId>"
     "<IsCmdDevice>0</IsCmdDevice><SupportTrueCopy>0</SupportTrueCopy>"
@@ -73,7 +71,6 @@ const std::string kReference =
     "<HostInfo><PortNo>0</PortNo><HostGroupNo>1</HostGroupNo><HostGroupName>G1</HostGroupName></HostInfo>"
     "<PairList><SnapPair><MUN>0</MUN><LUN>40</LUN><Status>3</Status><SerialNo>410</SerialNo></SnapPair>"
     "</PairList></Vdisk>";
-// clang-format on
 
 template <class Record>
 std::string text(const Record& record) {
