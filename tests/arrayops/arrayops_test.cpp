@@ -6,10 +6,9 @@
 
 namespace {
 
-// One array. LDEV 256 is seen through three host groups, in buffer order:
-// port 0 group 2 "other-host", port 1 group 0 "DB1-backup", port 1 group 1
-// "db"; LDEV 258 only through group 3 of SCSI port 2 at LUN 9, beyond the
-// SCSI scan's 8 LUNs. LDEV 256's mu 0 partner 303 has no LUN (plun 0).
+// LDEV 256 is seen through host groups "other-host", "DB1-backup" and "db" in
+// buffer order; 258 only at LUN 9 of SCSI port 2, beyond the SCSI scan's 8
+// LUNs; 256's mu 0 partner 303 has no LUN.
 const char kModel[] = R"(
 array 410001 vendor=HITACHI maxmmun=3
 cmddev 410001 /dev/sdb
@@ -68,8 +67,7 @@ class ArrayOps : public RmlibTest {
 
 TEST_F(ArrayOps, LdevInformationWithoutHostMapping) {
   SHitachiVirtualDisk disk = intf.getLUNInfo(cmd, "302", false);
-  EXPECT_TRUE(disk.m_supportSnapshot && !disk.m_supportShadowImage && !disk.m_isCmdDevice);
-  EXPECT_EQ(302, disk.m_deviceNumber);
+  EXPECT_TRUE(disk.m_supportSnapshot && !disk.m_supportShadowImage && disk.m_deviceNumber == 302);
 
   CHitachiException e = caughtHitachi([&] { intf.getLUNInfo(cmd, "999", false); });
   EXPECT_EQ(HITACHI_EXC_ARRAY, e.m_kind);
@@ -112,7 +110,6 @@ TEST_F(ArrayOps, ScanLimitsErrorsAndTheLdevFallback) {
   EXPECT_EQ(258, disk.m_deviceNumber);
   EXPECT_TRUE(traced(2, "getLunInfo : failed to get lun from devmap, seting luNumber to deviceId"));
   EXPECT_EQ(1 + 15 * 8, sim.calls("getldev"));
-  // Fibre port: one target of 2048 LUNs.
   sim.resetCounters();
   int lun = -1;
   EXPECT_EQ(-1, intf.find_devmap(cmd, 258, 0, lun));

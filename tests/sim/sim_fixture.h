@@ -1,9 +1,6 @@
 #ifndef TESTS_SIM_SIM_FIXTURE_H
 #define TESTS_SIM_SIM_FIXTURE_H
 
-// The library loaded with dlopen from a simroot, as the plugin loads it, over
-// a private state file with the default model.
-
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <stdio.h>
@@ -58,9 +55,7 @@ struct Svrrm {
   SIM_FUNCTION(fmtmsg, getfmtmsg);
 };
 
-// The default model's serials.
 const int kHitachi = 410001;
-const int kHp = 520002;
 
 // A volume address as the plugin builds it (port type 1, no LDEV yet).
 inline targdev volume(int lun, int mu, int port = 0, int targid = 0) {
@@ -83,8 +78,7 @@ inline Outcome run(const std::string& command) {
   return outcome;
 }
 
-// The default model with host groups named "db1", and the HITACHI array's
-// command device /dev/sdb attached as instance 601.
+// The default model (host groups "db1"), /dev/sdb attached as instance 601.
 class SimulatorTest : public ::testing::Test {
  protected:
   void SetUp() override {

@@ -33,8 +33,6 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         BadModel{"# comment\n\narray\n",
                  "model line 3: expected: array SERIAL [vendor=] [product=] [maxmmun=] [unit=]"},
-        BadModel{"array 1\nport 1 0 fibre\nldev 1 5\nlun 1 0 3 1 5\n",
-                 "model line 4: no host group 3 on port 0 of array 1"},
         BadModel{"array 1\nldev 1 5\nldev 1 6\npair 1 5 3 6 si\n",
                  "model line 4: a ShadowImage pair uses mirror unit 0, 1 or 2"},
         BadModel{"array 1\nldev 1 5\nldev 1 6\nldev 1 7\npair 1 5 0 6 si\npair 1 6 0 7 si\n",

@@ -14,11 +14,9 @@ namespace {
 const int kLun256 = 1;  // SI mu 0 -> 512 (PSUS), COW mu 3 -> 768 (PSUS)
 const int kLun257 = 2;  // SI mu 0 -> 513 (PAIR), COW mu 3 -> 769 (PAIR)
 const int kLun512 = 3;  // secondary of 256 mu 0
-const int kLun513 = 4;  // secondary of 257 mu 0
 const int kLun258 = 7;  // SI mu 1 -> 514, mu 2 -> 515 (both PSUS)
 const int kLun514 = 9;  // secondary of 258 mu 1
 
-// One row: the pair's state, a command, and what the array does with it.
 struct Rule {
   int state;
   const char* command;  // "split", "resync" (forward) or "restore" (reverse)
@@ -77,12 +75,6 @@ TEST_F(PairStateMachine, ForwardResyncCopiesForCopyReadsStatusReadsOfEitherVolum
   EXPECT_EQ(256, secondary.pldev);
   EXPECT_EQ(kLun256, secondary.plun);
   EXPECT_EQ(RMSIM_SMPL, status(kLun512, 1).pairstat);
-
-  sim->setSetting("copy_reads", "0");  // the copy ends within the resync
-  ASSERT_EQ(0, split(kLun513, 0));     // addressed to the secondary, acts on its pair
-  EXPECT_EQ(RMSIM_PSUS, sim->pairStatus(kHitachi, 257, 0));
-  ASSERT_EQ(0, resync(kLun257, 0, 0));
-  EXPECT_EQ(RMSIM_PAIR, sim->pairStatus(kHitachi, 257, 0));
 }
 
 TEST_F(PairStateMachine, ReverseResyncGoesThroughRcpyAndWaitsForTheOtherPairsOfThePrimary) {
@@ -104,17 +96,14 @@ class PairRefusals : public SimulatorTest {};
 
 TEST_F(PairRefusals, MirrorUnitOutOfRangeIs203AndASimplexVolume205) {
   targdev beyond = volume(kLun257, 64);
-  targdev negative = volume(kLun257, -1);
   pairstatinfo info;
   EXPECT_EQ(RMSIM_E_INVMUN, lib.volstat(&cmd, &beyond, &info));
-  EXPECT_EQ(RMSIM_E_INVMUN, lib.split(&cmd, &beyond, 1, 15));
-  EXPECT_EQ(RMSIM_E_INVMUN, lib.resync(&cmd, &negative, 0, 15));
+  EXPECT_EQ(RMSIM_E_INVMUN, resync(kLun257, -1, 0));
   sim->setMaxMirrorUnits(kHitachi, 3);
   EXPECT_EQ(RMSIM_E_INVMUN, split(kLun257, 3));
   EXPECT_EQ(RMSIM_PAIR, sim->pairStatus(kHitachi, 257, 3));
 
   EXPECT_EQ(RMSIM_E_NOPAIR, split(kLun257, 1));
-  EXPECT_NE(std::string::npos, lastError().find("SMPL"));
   EXPECT_EQ(0u, formattedError().find("[RMSIM] pairsplit(/dev/sdb) failed: EX205 "));
   EXPECT_EQ(0, status(kLun257, 1).plun);  // a simplex volume has no partner
 }
@@ -163,9 +152,7 @@ TEST_F(PairSuspension, NowOrAtCopyEndAndThenOnlyAFullCopyRecovers) {
   EXPECT_EQ(RMSIM_PSUS, sim->pairStatus(kHitachi, 256, 0));
   ASSERT_EQ(0, resync(kLun256, 0, 0));
   EXPECT_EQ(RMSIM_COPY, status(kLun256, 0).pairstat);
-  pairstatinfo failed = status(kLun256, 0);
-  EXPECT_EQ(RMSIM_PSUE, failed.pairstat);
-  EXPECT_LT(failed.copyrate, 100);
+  EXPECT_EQ(RMSIM_PSUE, status(kLun256, 0).pairstat);
   EXPECT_EQ(RMSIM_E_INVSTAT, resync(kLun256, 0, 1));
   ASSERT_EQ(0, resync(kLun256, 0, 0));
   EXPECT_EQ(RMSIM_COPY, status(kLun256, 0).pairstat);

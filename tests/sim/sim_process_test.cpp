@@ -25,18 +25,10 @@ int inChild(Fn body) {
 
 class SharedState : public SimulatorTest {};
 
-TEST_F(SharedState, ChangesAndFaultsMadeByOneProcessAreSeenByAnother) {
+TEST_F(SharedState, ChangesAndCountsMadeByOneProcessAreSeenByAnother) {
   EXPECT_EQ(0, inChild([&] { return split(kLun257, 0); }));
   EXPECT_EQ(RMSIM_PSUS, status(kLun257, 0).pairstat);
-
-  sim->setFault("getdkclimit", 77, "controller busy", 1);
-  EXPECT_EQ(77, inChild([&] {
-              dkc_limit limits{};
-              return lib.limit(&cmd, &limits);
-            }));
-  dkc_limit limits{};
-  EXPECT_EQ(0, lib.limit(&cmd, &limits));  // the child used the fault up
-  EXPECT_EQ(2, sim->counter("getdkclimit"));
+  EXPECT_EQ(1, sim->counter("pairsplit"));
 }
 
 std::set<std::string> exportedSymbols(const std::string& file) {

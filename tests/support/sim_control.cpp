@@ -1,7 +1,5 @@
 #include "sim_control.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
