@@ -103,7 +103,7 @@ TEST_F(ArrayOps, LunFoundOnAFibrePortIsCachedForTheNextLookup) {
   EXPECT_EQ(0, sim.totalCalls());
 }
 
-TEST_F(ArrayOps, ScanLimitsErrorsAndTheLdevFallback) {
+TEST_F(ArrayOps, ScanLimitsAndTheLdevFallback) {
   // SCSI port: 15 targets of 8 LUNs after the probe; LUN 9 is out of reach.
   SHitachiVirtualDisk disk = intf.getLUNInfo(cmd, "258", true);
   EXPECT_EQ(2, disk.m_hostInfo.m_portNo);
