@@ -26,8 +26,17 @@ echo "== simulated arrays"
 "$build/sim/rmsim" sysfs "$HITACHIFI_SYSFS_ROOT"
 "$build/sim/rmsim" show | sed -n '1,12p'
 
+plugin="$build/providers/hitachi/libhitachifi.so"
+echo "== exported entry points of libhitachifi.so"
+nm -D --defined-only "$plugin" | awk '$2 == "T" { print $3 }' | sort >"$work/exports"
+echo "$(grep -c '_fi_pgn_' "$work/exports") framework entry points, $(grep -c '^V_' "$work/exports") bounded string functions:"
+echo "  hitachifi_fi_pgn_<name> for each <name> of:"
+grep '_fi_pgn_' "$work/exports" | sed 's/^hitachifi_fi_pgn_//' | fmt -w 100 | sed 's/^/    /'
+echo "  and:"
+grep '^V_' "$work/exports" | fmt -w 100 | sed 's/^/    /'
+
 echo "== framework host driving libhitachifi.so"
-"$build/tools/fihost/fihost" "$build/providers/hitachi/libhitachifi.so"
+"$build/tools/fihost/fihost" "$plugin"
 
 echo "== command devices the plugin found (trace)"
 grep -h '<Device name=' "$HITACHIFI_TRACE_DIR"/*.log | sed 's/^.*hitachifi: //'
