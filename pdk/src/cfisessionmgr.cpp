@@ -18,35 +18,36 @@ void CFiSession::addNodes(zfi_splitnode** nodes, int count) {
   }
 }
 
+namespace {
+
+// Each phase's done flag and the line traced for a node still to do.
+struct PhaseFlag {
+  int CFiSplitNode::*done;
+  const char* line;
+};
+
+const PhaseFlag* phaseFlag(int phase) {
+  static const PhaseFlag kFlags[] = {
+      {&CFiSplitNode::selectDone, "DBG : Found selectDone zero, adding node"},
+      {&CFiSplitNode::prepareDone, "DBG : Found prepareDone zero, adding node"},
+      {&CFiSplitNode::makeDone, "DBG : Found makeDone zero, adding node"},
+      {&CFiSplitNode::updateDone, "DBG : Found updateDone zero, adding node"},
+  };
+  if (phase < FI_PHASE_SELECT || phase > FI_PHASE_UPDATE) return nullptr;
+  return &kFlags[phase - FI_PHASE_SELECT];
+}
+
+}  // namespace
+
 std::vector<CFiSplitNode> CFiSession::getSplitNodeList(int phase) {
   CFiTraceLogFunction trace(m_traceLog, "getSplitNodeList", __LINE__, kCfiSessionTraceSource);
   std::vector<CFiSplitNode> list;
+  const PhaseFlag* flag = phaseFlag(phase);
+  if (flag == nullptr) return list;
   for (auto& entry : m_nodes) {
-    CFiSplitNode& node = entry.second;
-    const char* line = nullptr;
-    int flag = 1;
-    switch (phase) {
-      case FI_PHASE_SELECT:
-        flag = node.selectDone;
-        line = "DBG : Found selectDone zero, adding node";
-        break;
-      case FI_PHASE_PREPARE:
-        flag = node.prepareDone;
-        line = "DBG : Found prepareDone zero, adding node";
-        break;
-      case FI_PHASE_MAKE:
-        flag = node.makeDone;
-        line = "DBG : Found makeDone zero, adding node";
-        break;
-      case FI_PHASE_UPDATE:
-        flag = node.updateDone;
-        line = "DBG : Found updateDone zero, adding node";
-        break;
-      default:
-        return list;
-    }
-    if (flag != 0) continue;
-    if (m_traceLog) m_traceLog->trace(FI_TRACE_DETAIL, "%s", line);
+    const CFiSplitNode& node = entry.second;
+    if (node.*(flag->done) != 0) continue;
+    if (m_traceLog) m_traceLog->trace(FI_TRACE_DETAIL, "%s", flag->line);
     list.push_back(node);
   }
   return list;
