@@ -13,10 +13,21 @@ namespace rmsim {
 
 void Simulator::setFault(const std::string& function, int errorNumber, const std::string& message,
                          int count) {
-  armFault(*m_db, function, errorNumber, message, count);
+  FaultSpec spec;
+  spec.function = function;
+  spec.errorNumber = errorNumber;
+  spec.message = message;
+  spec.count = count;
+  replaceFaults(*m_db, spec);
 }
 
+void Simulator::addFault(const FaultSpec& fault) { rmsim::addFault(*m_db, fault); }
+
 void Simulator::clearFaults() { rmsim::clearFaults(*m_db); }
+
+void Simulator::clearFaults(const std::string& function) {
+  m_db->prepare("DELETE FROM faults WHERE func = ?").bind(function).run();
+}
 
 void Simulator::suspendPair(int serial, int ldev, int mu, Suspend when) {
   Transaction tx(*m_db);

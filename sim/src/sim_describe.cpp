@@ -97,11 +97,16 @@ std::string Simulator::describe() {
   std::vector<Row> attachments = query(db, "SELECT path, instance, pid FROM attachments ORDER BY 1, 2, 3", 3);
   for (Row& row : attachments) row.push_back(alive(std::stoi(row[2])) ? "running" : "gone");
   printTable(out, "attachments", {"path", "instance", "pid", "process"}, attachments);
-  printTable(out, "faults", {"function", "errno", "remaining", "message"},
+  printTable(out, "faults",
+             {"function", "errno", "remaining", "after", "volume", "cmddev", "pid", "mode", "message"},
              query(db,
-                   "SELECT func, errno, CASE WHEN remaining < 0 THEN 'always' ELSE remaining END, message "
-                   "FROM faults ORDER BY 1",
-                   4));
+                   "SELECT func, errno, CASE WHEN remaining < 0 THEN 'always' ELSE remaining END, after, "
+                   "CASE WHEN serial < 0 THEN 'any' ELSE serial || ':' || ldev END, "
+                   "CASE cmddev WHEN '' THEN 'any' ELSE cmddev END, CASE pid WHEN 0 THEN 'any' ELSE pid END, "
+                   "CASE WHEN text = 1 THEN 'null-text' WHEN text = 2 THEN 'empty-text' "
+                   "WHEN carried_out = 1 THEN 'carried-out' ELSE 'refused' END, message "
+                   "FROM faults ORDER BY id",
+                   9));
   printTable(out, "settings", {"key", "value"}, query(db, "SELECT key, value FROM settings ORDER BY 1", 2));
   printTable(out, "counters", {"function", "calls"},
              query(db, "SELECT func, SUM(count) FROM counters GROUP BY func ORDER BY 1", 2));
