@@ -86,11 +86,12 @@ std::string Simulator::describe() {
              ldevs);
   printTable(out, "luns", {"serial", "port", "hostgroup", "lun", "ldev"},
              query(db, "SELECT serial, port, hostgroup, lun, ldev FROM luns ORDER BY 1, 2, 3, 4", 5));
-  std::vector<Row> pairs =
-      query(db,
-            "SELECT serial, pvol, mu, svol, kind, status, copyrate, csize, ctgid, "
-            "CASE WHEN suspend_at_end = 1 THEN 'PSUE at copy end' ELSE '' END FROM pairs ORDER BY 1, 2, 3",
-            10);
+  std::vector<Row> pairs = query(
+      db,
+      "SELECT serial, pvol, mu, svol, kind, status, copyrate, csize, ctgid, "
+      "CASE WHEN suspend_at_end = 1 THEN 'PSUE at copy end' WHEN split_at_end = 1 THEN 'PSUS at copy end' "
+      "ELSE '' END FROM pairs ORDER BY 1, 2, 3",
+      10);
   for (Row& row : pairs) row[5] = statusName(std::stoi(row[5]));
   printTable(out, "pairs",
              {"serial", "pvol", "mu", "svol", "kind", "status", "copyrate", "csize", "ctg", "fault"}, pairs);
