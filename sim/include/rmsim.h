@@ -93,6 +93,11 @@ class Simulator {
   std::vector<CallRecord> journal();
   void clearJournal();
 
+  // Attachments made and not detached, by every process, the ones of ended
+  // processes included (alive false): they no longer hold their numbers.
+  using Attachment = AttachmentRecord;
+  std::vector<Attachment> attachments();
+
   // Settings (sim/README.md): "copy_reads", "copy_seconds", "latency_ms",
   // "version". Throws ModelError for an unknown key or a bad value.
   void setSetting(const std::string& key, const std::string& value);

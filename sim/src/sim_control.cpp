@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "rmsim.h"
+#include "sim_cmddevs.h"
 #include "sim_db.h"
 #include "sim_faults.h"
 #include "sim_journal.h"
@@ -115,6 +116,13 @@ int64_t Simulator::counter(const std::string& function) {
 }
 
 void Simulator::resetCounters() { m_db->exec("DELETE FROM counters"); }
+
+std::vector<Simulator::Attachment> Simulator::attachments() {
+  std::vector<Attachment> out;
+  Statement q = m_db->prepare("SELECT path, instance, pid FROM attachments ORDER BY path, instance, pid");
+  while (q.step()) out.push_back(Attachment{q.text(0), q.number(1), q.number(2), processAlive(q.number(2))});
+  return out;
+}
 
 std::vector<CallRecord> Simulator::journal() { return readJournal(*m_db); }
 

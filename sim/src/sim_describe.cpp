@@ -1,11 +1,9 @@
 // The readable dump of the simulator's state that `rmsim show` prints.
-#include <signal.h>
-
-#include <cerrno>
 #include <sstream>
 #include <vector>
 
 #include "rmsim.h"
+#include "sim_cmddevs.h"
 #include "sim_db.h"
 #include "sim_pairs.h"
 
@@ -49,8 +47,6 @@ std::string properties(int bits) {
   }
   return out.empty() ? "none" : out;
 }
-
-bool alive(int pid) { return ::kill(pid, 0) == 0 || errno == EPERM; }
 
 }  // namespace
 
@@ -96,7 +92,7 @@ std::string Simulator::describe() {
   printTable(out, "pairs",
              {"serial", "pvol", "mu", "svol", "kind", "status", "copyrate", "csize", "ctg", "fault"}, pairs);
   std::vector<Row> attachments = query(db, "SELECT path, instance, pid FROM attachments ORDER BY 1, 2, 3", 3);
-  for (Row& row : attachments) row.push_back(alive(std::stoi(row[2])) ? "running" : "gone");
+  for (Row& row : attachments) row.push_back(processAlive(std::stoi(row[2])) ? "running" : "gone");
   printTable(out, "attachments", {"path", "instance", "pid", "process"}, attachments);
   printTable(out, "faults",
              {"function", "errno", "remaining", "after", "volume", "cmddev", "pid", "mode", "message"},
