@@ -4,11 +4,13 @@
 
 #include "rmsim.h"
 #include "sim_cmddevs.h"
+#include "sim_data.h"
 #include "sim_db.h"
 #include "sim_faults.h"
 #include "sim_journal.h"
 #include "sim_pairs.h"
 #include "sim_settings.h"
+#include "sim_sha256.h"
 
 namespace rmsim {
 
@@ -116,6 +118,14 @@ int64_t Simulator::counter(const std::string& function) {
 }
 
 void Simulator::resetCounters() { m_db->exec("DELETE FROM counters"); }
+
+void Simulator::writeData(int serial, int ldev, const std::string& bytes) {
+  rmsim::writeData(*m_db, serial, ldev, bytes);
+}
+
+std::string Simulator::readData(int serial, int ldev) { return rmsim::readData(*m_db, serial, ldev); }
+
+std::string Simulator::checksum(int serial, int ldev) { return sha256Hex(readData(serial, ldev)); }
 
 std::vector<Simulator::Attachment> Simulator::attachments() {
   std::vector<Attachment> out;

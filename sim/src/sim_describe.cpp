@@ -4,8 +4,10 @@
 
 #include "rmsim.h"
 #include "sim_cmddevs.h"
+#include "sim_data.h"
 #include "sim_db.h"
 #include "sim_pairs.h"
+#include "sim_sha256.h"
 
 namespace rmsim {
 
@@ -104,6 +106,13 @@ std::string Simulator::describe() {
                    "WHEN carried_out = 1 THEN 'carried-out' ELSE 'refused' END, message "
                    "FROM faults ORDER BY id",
                    9));
+  std::vector<Row> data = query(db, "SELECT serial, ldev, bytes FROM ldev_data ORDER BY 1, 2", 3);
+  for (Row& row : data) {
+    const std::string bytes = rmsim::readData(db, std::stoi(row[0]), std::stoi(row[1]));
+    row[2] = std::to_string(bytes.size());
+    row.push_back(sha256Hex(bytes).substr(0, 16));
+  }
+  printTable(out, "ldev data", {"serial", "ldev", "bytes", "sha256-prefix"}, data);
   printTable(out, "settings", {"key", "value"}, query(db, "SELECT key, value FROM settings ORDER BY 1", 2));
   printTable(out, "counters", {"function", "calls"},
              query(db, "SELECT func, SUM(count) FROM counters GROUP BY func ORDER BY 1", 2));
