@@ -11,7 +11,9 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
+#include "rmsim_records.h"
 #include "svrrm.h"
 
 namespace rmsim {
@@ -43,8 +45,9 @@ class Simulator {
   Simulator(const Simulator&) = delete;
   Simulator& operator=(const Simulator&) = delete;
 
-  // Replaces the arrays, pairs, faults and settings with the model described
-  // by `text` (format in sim/README.md); counters are kept. "@HOST@" in the
+  // Replaces the arrays, pairs, LDEV data, attachments, faults and settings
+  // with the model described by `text` (format in sim/README.md); counters
+  // and the call journal are kept. "@HOST@" in the
   // text becomes `hostName` (cut to 27 characters, the longest host-group
   // name). A bad model throws ModelError naming the line and changes nothing.
   void loadModel(const std::string& text, const std::string& hostName);
@@ -59,8 +62,15 @@ class Simulator {
   // call) fail with `errorNumber`; `message` is then what getrmerrmsg returns.
   // Throws ModelError for a name that is not one of the eleven functions
   // (getrmerrmsg cannot fail), a zero error number or a count of 0 or below -1.
+  // Replaces every fault armed for that function.
   void setFault(const std::string& function, int errorNumber, const std::string& message, int count);
+  // Arms one more fault (FaultSpec); several may be armed at once, for one
+  // function too: a call meets the earliest armed one that triggers, and
+  // every armed fault it matches counts it. Throws ModelError for a request
+  // that cannot be a fault (sim/README.md).
+  void addFault(const FaultSpec& fault);
   void clearFaults();
+  void clearFaults(const std::string& function);  // only that function's
   // Suspends by error the pair of `ldev` at mirror unit `mu`: the pair it is
   // the primary of there, or the pair it is the secondary of (any `mu`).
   void suspendPair(int serial, int ldev, int mu, Suspend when);
@@ -74,7 +84,30 @@ class Simulator {
   // Calls of each RMLIB function since the last reset, failed calls included.
   std::map<std::string, int64_t> counters();
   int64_t counter(const std::string& function);
+  // The same, only the calls made by process `pid`.
+  std::map<std::string, int64_t> counters(int pid);
   void resetCounters();
+
+  // Every RMLIB call since the journal was last cleared, by every process,
+  // in the order the calls took the state's write lock. The journal keeps
+  // the latest 200000 calls.
+  std::vector<CallRecord> journal();
+  void clearJournal();
+
+  // Attachments made and not detached, by every process, the ones of ended
+  // processes included (alive false): they no longer hold their numbers.
+  using Attachment = AttachmentRecord;
+  std::vector<Attachment> attachments();
+
+  // The data an LDEV holds (at most 65536 bytes; sim/README.md). Writing is
+  // what the host does: refused (ModelError) for a secondary its pair keeps
+  // read-only and for a primary being restored; a primary's write reaches
+  // the secondaries of its pairs in PAIR. Throws ModelError for an LDEV the
+  // model lacks.
+  void writeData(int serial, int ldev, const std::string& bytes);
+  std::string readData(int serial, int ldev);
+  // SHA-256 of the LDEV's data as 64 hex digits (what sha256sum prints).
+  std::string checksum(int serial, int ldev);
 
   // Settings (sim/README.md): "copy_reads", "copy_seconds", "latency_ms",
   // "version". Throws ModelError for an unknown key or a bad value.
@@ -102,7 +135,7 @@ class Simulator {
   int getldev(cmddevinfo* info, targdev* targ);
   int getrminfo(cmddevinfo* info, int ope, int ldev, int port, void* rminfo);
   // The text stays valid until the next failure on that command device in
-  // this Simulator object.
+  // this Simulator object. Null or "" while a fault asks for it.
   char* getrmerrmsg(cmddevinfo* info);
   int getrmver(int* version);
   int getdkclimit(cmddevinfo* info, dkc_limit* out);

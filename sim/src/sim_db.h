@@ -34,6 +34,8 @@ class Db {
   Statement prepare(const std::string& sql);
   // Rows changed by the last INSERT, UPDATE or DELETE.
   int changes() const;
+  // The rowid of the last INSERT on this connection.
+  int64_t lastInsertId() const;
   const std::string& path() const { return m_path; }
 
   // $RMSIM_DB, or /tmp/rmsim-<uid>.db when it is unset or empty.
@@ -59,6 +61,7 @@ class Statement {
   Statement& bind(int value) { return bind(static_cast<int64_t>(value)); }
   Statement& bind(double value);
   Statement& bind(const std::string& value);
+  Statement& bindBlob(const std::string& bytes);
   // True while there is a row to read.
   bool step();
   void run() {
@@ -69,6 +72,7 @@ class Statement {
   int number(int column) const { return static_cast<int>(integer(column)); }
   double real(int column) const;
   std::string text(int column) const;
+  std::string blob(int column) const;
 
  private:
   sqlite3* m_db;

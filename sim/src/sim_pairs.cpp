@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "sim_call.h"
+#include "sim_data.h"
 #include "sim_db.h"
 #include "sim_luns.h"
 #include "sim_settings.h"
@@ -15,7 +16,7 @@ namespace {
 
 const char kPairColumns[] =
     "SELECT serial, pvol, mu, svol, kind, status, ctgid, csize, smod, copyrate, reads_left, copy_started, "
-    "suspend_at_end FROM pairs ";
+    "suspend_at_end, split_at_end FROM pairs ";
 
 Pair readPair(Statement& q, bool asSecondary) {
   Pair pair;
@@ -32,6 +33,7 @@ Pair readPair(Statement& q, bool asSecondary) {
   pair.readsLeft = q.number(10);
   pair.copyStarted = q.real(11);
   pair.suspendAtEnd = q.integer(12) != 0;
+  pair.splitAtEnd = q.integer(13) != 0;
   pair.asSecondary = asSecondary;
   return pair;
 }
@@ -39,7 +41,7 @@ Pair readPair(Statement& q, bool asSecondary) {
 void savePair(Db& db, const Pair& pair) {
   db.prepare(
         "UPDATE pairs SET status = ?, csize = ?, smod = ?, copyrate = ?, reads_left = ?, copy_started = ?, "
-        "suspend_at_end = ? WHERE serial = ? AND pvol = ? AND mu = ?")
+        "suspend_at_end = ?, split_at_end = ? WHERE serial = ? AND pvol = ? AND mu = ?")
       .bind(pair.status)
       .bind(pair.csize)
       .bind(pair.smod)
@@ -47,6 +49,7 @@ void savePair(Db& db, const Pair& pair) {
       .bind(pair.readsLeft)
       .bind(pair.copyStarted)
       .bind(pair.suspendAtEnd ? 1 : 0)
+      .bind(pair.splitAtEnd ? 1 : 0)
       .bind(pair.serial)
       .bind(pair.pvol)
       .bind(pair.mu)
@@ -55,12 +58,27 @@ void savePair(Db& db, const Pair& pair) {
 
 bool copying(int status) { return status == RMSIM_COPY || status == RMSIM_RCPY; }
 
-void finishCopy(Pair& pair) {
-  pair.status = pair.suspendAtEnd ? RMSIM_PSUE : RMSIM_PAIR;
-  if (!pair.suspendAtEnd) pair.copyrate = 100;
+// The end of a copy is when the data moves: a forward copy makes the
+// secondary equal the primary as it is now, a reverse one the primary equal
+// the secondary. A copy suspended by error moves nothing.
+void finishCopy(Db& db, Pair& pair) {
+  if (pair.suspendAtEnd) {
+    pair.status = RMSIM_PSUE;  // copy rate left where it stopped
+  } else {
+    if (pair.status == RMSIM_RCPY) {
+      copyData(db, pair.serial, pair.svol, pair.pvol);
+    } else {
+      copyData(db, pair.serial, pair.pvol, pair.svol);
+    }
+    pair.status = pair.splitAtEnd ? RMSIM_PSUS : RMSIM_PAIR;
+    pair.copyrate = 100;
+  }
   pair.suspendAtEnd = false;
+  pair.splitAtEnd = false;
   pair.readsLeft = 0;
 }
+
+bool copyOnWrite(const Pair& pair) { return pair.kind == "cow"; }
 
 // Starts a copy (COPY forward, RCPY reverse) at copy pace `csize`.
 void startCopy(Db& db, const Settings& settings, Pair& pair, int status, int csize) {
@@ -70,7 +88,8 @@ void startCopy(Db& db, const Settings& settings, Pair& pair, int status, int csi
   pair.copyrate = 0;
   pair.readsLeft = settings.copyReads;
   pair.copyStarted = wallClock();
-  if (settings.copySeconds <= 0.0 && settings.copyReads == 0) finishCopy(pair);
+  pair.splitAtEnd = false;
+  if (settings.copySeconds <= 0.0 && settings.copyReads == 0) finishCopy(db, pair);
   savePair(db, pair);
 }
 
@@ -183,7 +202,7 @@ void advanceCopy(Db& db, const Settings& settings, Pair& pair, bool statusRead) 
   if (settings.copySeconds > 0.0) {
     double elapsed = wallClock() - pair.copyStarted;
     if (elapsed >= settings.copySeconds) {
-      finishCopy(pair);
+      finishCopy(db, pair);
     } else {
       pair.copyrate = std::min(99, std::max(0, static_cast<int>(elapsed * 100.0 / settings.copySeconds)));
     }
@@ -191,7 +210,7 @@ void advanceCopy(Db& db, const Settings& settings, Pair& pair, bool statusRead) 
     if (!statusRead) return;
     pair.readsLeft -= 1;
     if (pair.readsLeft <= 0) {
-      finishCopy(pair);
+      finishCopy(db, pair);
     } else {
       int total = std::max(settings.copyReads, pair.readsLeft + 1);
       pair.copyrate = std::min(99, 100 * (total - pair.readsLeft) / total);
@@ -241,23 +260,40 @@ int pairVolStat(Call& call, targdev* targ, pairstatinfo* out) {
   return 0;
 }
 
+// The pair commands follow the published command tables of ShadowImage and
+// Copy-on-Write pairs (sim/README.md): carried out, accepted with no effect,
+// or refused, by the pair's state and kind.
 int pairSplit(Call& call, targdev* targ, int sopt, int csize) {
   Pair pair;
   if (int rc = addressedPair(call, targ, pair)) return rc;
   if (int rc = checkPace(call, csize)) return rc;
   switch (pair.status) {
     case RMSIM_PAIR:
+      // The secondary is frozen as the primary is at the split.
+      copyData(call.db(), pair.serial, pair.pvol, pair.svol);
       pair.status = RMSIM_PSUS;
       pair.csize = csize;
       pair.smod = sopt & 0xFF;
       savePair(call.db(), pair);
       return 0;
     case RMSIM_PSUS:
-    case RMSIM_PSUE:
       return 0;  // already split: accepted, nothing changes
+    case RMSIM_PSUE:
+      // A snapshot suspended by error has lost its point in time; a full copy has not.
+      if (copyOnWrite(pair))
+        return refuse(call, pair, "a Copy-on-Write pair suspended by error takes no split");
+      return 0;
     case RMSIM_COPY:
+      if (copyOnWrite(pair))
+        return refuse(call, pair, "a Copy-on-Write split waits until the copy has ended");
+      // ShadowImage takes the split now and carries it out when the copy ends.
+      pair.splitAtEnd = true;
+      pair.csize = csize;
+      pair.smod = sopt & 0xFF;
+      savePair(call.db(), pair);
+      return 0;
     case RMSIM_RCPY:
-      return refuse(call, pair, "a split waits until the copy has ended");
+      return refuse(call, pair, "a split waits until the reverse copy has ended");
     default:
       return refuse(call, pair, "this state takes no split");
   }
@@ -286,7 +322,8 @@ int pairResync(Call& call, targdev* targ, int ropt, int csize) {
       return 0;
     case RMSIM_COPY:
     case RMSIM_RCPY:
-      return refuse(call, pair, "a resync waits until the copy has ended");
+      // A copy is already running: two processes preparing one device both succeed.
+      return 0;
     default:
       return refuse(call, pair, "this state takes no resync");
   }
