@@ -11,6 +11,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "svrrm.h"
 
@@ -31,6 +32,23 @@ class ModelError : public std::runtime_error {
 enum class Suspend {
   Now,        // the pair is PSUE at once
   AtCopyEnd,  // the pair's next copy (resync) ends in PSUE instead of PAIR
+};
+
+// One RMLIB call as the library received it, read from the call journal.
+// Arguments are recorded before the call acts (getldev's answer does not
+// overwrite the ldevno the caller put in), and raw: porttype and ldevno are
+// what the caller set even though the simulator's addressing ignores them.
+struct CallRecord {
+  int64_t seq;           // order of the call in the journal, from 1
+  std::string function;  // "pairsplit", ...
+  int pid;               // calling process
+  std::string cmddev;    // command device path of the block ("" when none / null block)
+  int instance;          // instance number of the block (attach: the argument), -1 when unknown
+  int porttype, port, targid, lun, mun, ldevno;  // from targdev as the caller set it; -1 without targdev
+  int option;                                    // sopt (pairsplit) or ropt (pairresync); -1 otherwise
+  int csize;                                     // copy pace (pairsplit/pairresync); -1 otherwise
+  int ope, ldevArg, portArg;                     // getrminfo's arguments; -1 otherwise
+  int result;  // what the call returned (0 or the error number; getrmerrmsg: 0)
 };
 
 // One simulated set of arrays, kept in the SQLite file at `dbPath` (created
@@ -74,7 +92,15 @@ class Simulator {
   // Calls of each RMLIB function since the last reset, failed calls included.
   std::map<std::string, int64_t> counters();
   int64_t counter(const std::string& function);
+  // The same, only the calls made by process `pid`.
+  std::map<std::string, int64_t> counters(int pid);
   void resetCounters();
+
+  // Every RMLIB call since the journal was last cleared, by every process,
+  // in the order the calls took the state's write lock. The journal keeps
+  // the latest 200000 calls.
+  std::vector<CallRecord> journal();
+  void clearJournal();
 
   // Settings (sim/README.md): "copy_reads", "copy_seconds", "latency_ms",
   // "version". Throws ModelError for an unknown key or a bad value.
