@@ -80,9 +80,11 @@ void printCallTable() {
 }
 
 // n ShadowImage sources, each paired at mirror unit 0, ten to a Fibre
-// Channel port: the device-map scan walks a port's LUNs from 0 for every
-// new device, so a host's LUNs on one port would make each lookup cost its
-// position (see the closing note of the benchmark output).
+// Channel port. The device-map scan behind getLUNInfo walks a port's LUNs
+// from 0 for every device it has not cached yet, so one lookup costs the
+// device's LUN position in getldev calls: n sources on a single port would
+// make a session grow with n squared, whatever select, prepare and make do
+// per node. Ten to a port keeps that scan out of what is measured here.
 std::string generatedModel(int n) {
   std::string model = "setting copy_reads 2\narray 410001 vendor=HITACHI maxmmun=64 unit=1\n";
   model += "cmddev 410001 /dev/sdb ldev=4095\nldev 410001 4095 emulation=OPEN-V-CM props=cmd device=sdb\n";
