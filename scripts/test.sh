@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Sets up the machine, builds everything and runs every test: first the
 # regular build, then the same suite under AddressSanitizer and
-# UndefinedBehaviorSanitizer.
-#   scripts/test.sh            both builds
-#   SKIP_SANITIZE=1 scripts/test.sh   regular build only
+# UndefinedBehaviorSanitizer, then every fuzz target for a bounded time.
+#   scripts/test.sh            all three
+#   SKIP_SANITIZE=1 scripts/test.sh   without the sanitizer build
+#   SKIP_FUZZ=1 scripts/test.sh       without fuzzing (scripts/fuzz.sh runs it alone)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
@@ -26,4 +27,9 @@ if [ -z "${SKIP_SANITIZE:-}" ]; then
   export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1:allocator_may_return_null=1}
   export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
   run_suite "$root/build-asan" -DCMAKE_BUILD_TYPE=Debug -DHITACHIFI_SANITIZE=ON -DHITACHIFI_BUILD_BENCH=OFF
+fi
+
+if [ -z "${SKIP_FUZZ:-}" ]; then
+  echo "== fuzzing (${FUZZ_SECONDS:-15}s per target)"
+  JOBS=$jobs bash scripts/fuzz.sh
 fi

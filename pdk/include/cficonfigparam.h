@@ -57,7 +57,9 @@ class CFiConfigParamInfoList {
   void updateXML();
   const std::string& getXML() const { return m_xml; }
   // Parses an XML text of the form above into a parameter list; throws
-  // CFiConfigXmlError naming what is wrong.
+  // CFiConfigXmlError naming what is wrong. A document type with an internal
+  // subset or an external id is refused, so no entity is ever declared or
+  // expanded and nothing outside the text is read.
   static std::vector<CFiConfigParamInfo> parseXML(const std::string& xml);
 
   const std::vector<CFiConfigParamInfo>& getParams() const { return m_params; }

@@ -8,7 +8,9 @@
 // empty), an absolute path is opened below that directory instead, so
 // "/usr/lib/libsvrrm.so" becomes "$FRIM_DLOPEN_ROOT/usr/lib/libsvrrm.so".
 // There is no fallback to the real path when the mapped file is missing: a
-// rig never loads a vendor library by accident.
+// rig never loads a vendor library by accident. The path really opened is
+// traced at level 2. A setuid or setgid process ignores the variable (and
+// traces that it did): its environment is its caller's.
 
 // Returns the library handle, or null (frim_dlerror says why).
 void* frim_dlopen_lib(const char* path);

@@ -83,6 +83,14 @@ class ParamHandler : public DefaultHandler {
   void characters(const XMLCh* const chars, const XMLSize_t) override {
     if (inAllowed) text += utf8(chars);
   }
+  // The parameter list never needs a document type, and its subsets are
+  // where entities are declared or fetched: a few hundred bytes of nested
+  // entities expand to megabytes. Refused before Xerces reads any of it.
+  // Xerces calls this only for a document type with a subset or an external
+  // id; a bare <!DOCTYPE name> declares nothing and is let through.
+  void startDTD(const XMLCh* const, const XMLCh* const, const XMLCh* const) override {
+    throw CFiConfigXmlError("document type declarations are refused");
+  }
   void fatalError(const SAXParseException& e) override {
     throw CFiConfigXmlError("line " + std::to_string(e.getLineNumber()) + ": " + utf8(e.getMessage()));
   }
@@ -214,6 +222,7 @@ std::vector<CFiConfigParamInfo> CFiConfigParamInfoList::parseXML(const std::stri
   ParamHandler handler;
   reader->setContentHandler(&handler);
   reader->setErrorHandler(&handler);
+  reader->setLexicalHandler(&handler);
   MemBufInputSource source(reinterpret_cast<const XMLByte*>(xml.data()), xml.size(), "parameters");
   try {
     reader->parse(source);

@@ -6,6 +6,11 @@
 #include <cstdlib>
 #include <string>
 
+#include "cficontextsingleton.h"
+#include "cfitracelog.h"
+
+using frim_pdk_4_4::CFiContextSingleton;
+
 namespace {
 
 // A plain buffer rather than a thread_local string: a thread_local with a
@@ -14,10 +19,27 @@ namespace {
 // thread at a time.
 char s_lastError[512] = "";
 
+void trace(const char* format, const char* first, const char* second) {
+  frim_pdk_4_4::CFiTraceLogPtr log =
+      CFiContextSingleton<frim_pdk_4_4::CFiTraceLog, FI_PLUGIN_NAME>::instance(false);
+  log->trace(frim_pdk_4_4::FI_TRACE_WARNING, format, first, second);
+}
+
+// secure_getenv: a setuid or setgid process runs with its caller's
+// environment, and must never take a library from a path that caller chose.
 std::string mapped(const char* path) {
-  const char* root = std::getenv("FRIM_DLOPEN_ROOT");
-  if (root == nullptr || *root == '\0' || path[0] != '/') return path;
-  return std::string(root) + path;
+  if (path[0] != '/') return path;
+  const char* root = ::secure_getenv("FRIM_DLOPEN_ROOT");
+  if (root == nullptr || *root == '\0') {
+    const char* ignored = std::getenv("FRIM_DLOPEN_ROOT");
+    if (ignored != nullptr && *ignored != '\0')
+      trace("frim_dlopen_lib: FRIM_DLOPEN_ROOT '%s' ignored in a setuid or setgid process; opening %s",
+            ignored, path);
+    return path;
+  }
+  const std::string below = std::string(root) + path;
+  trace("frim_dlopen_lib: FRIM_DLOPEN_ROOT is set: opening %s for %s", below.c_str(), path);
+  return below;
 }
 
 void setError(const char* text) { std::snprintf(s_lastError, sizeof s_lastError, "%s", text); }

@@ -149,6 +149,9 @@ void CHitachiPlugin::fini() {
     if (rc != 0) {
       HITACHI_TRACE(FI_TRACE_DETAIL, "CHitachiPlugin::fini() : RMLIB detach cmddev failed for device '%s'",
                     entry.first.c_str());
+      // RMLIB has not let go of the device, so it may still use the block:
+      // it stays allocated for the rest of the process.
+      continue;
     }
     releaseCmdInfo(entry.second);
   }
@@ -160,7 +163,8 @@ CHitachiPlugin::~CHitachiPlugin() {
   // Traced through the plugin's own reference: at process exit the trace
   // log's singleton may already be gone.
   CFiTraceLogFunction trace(m_traceLog, "CHitachiPlugin::~CHitachiPlugin", __LINE__, __FILE__);
-  for (auto& entry : m_cmdDevices) releaseCmdInfo(entry.second);
+  // Frees nothing the records point to: without fini the devices are still
+  // attached and RMLIB may still use their blocks.
   m_cmdDevices.clear();
   m_enclosureCmdDevNames.clear();
   if (m_cmdIntf.isInitialized()) m_cmdIntf.fini();

@@ -58,6 +58,9 @@ TEST_F(ConfigOperation, RefusedInputChangesNothing) {
   ASSERT_EQ(ZFI_OK, config(parameterXml(kParameter, good)));
   EXPECT_EQ(ZFI_E_INVALID, config(parameterXml(kParameter, "no equals sign here")));
   EXPECT_EQ(ZFI_E_INVALID, config("<parameters><parameter"));
+  std::string withDoctype = parameterXml(kParameter, good + "; UDID##A##B##1##2 = t##8");
+  withDoctype.insert(withDoctype.find("<parameters"), "<!DOCTYPE parameters []>");
+  EXPECT_EQ(ZFI_E_INVALID, config(withDoctype));
   EXPECT_EQ(ZFI_E_INVALID, plugin.config(nullptr, ZFI_CONFIG_SET, nullptr, nullptr));
   EXPECT_EQ(ZFI_E_NOT_SUPPORTED, plugin.config(nullptr, 0, nullptr, nullptr));
   EXPECT_EQ(good, value());

@@ -1,5 +1,4 @@
 // Instance numbers shared between processes through the instance-number files.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -108,41 +107,6 @@ TEST_F(InstanceNumbers, DamagedFilesNeverCorruptOtherRecords) {
   EXPECT_EQ("Read failed with error", thrown([] { CInstanceManager::releaseInstanceNo("key", 600); }));
   EXPECT_EQ("Write failed with error", thrown([] { CInstanceManager::reclaimInstanceNo("key"); }));
   EXPECT_TRUE(records() == full);
-}
-
-// Processes released together on a file nobody has created yet; a witness
-// file per number held cannot be created twice.
-TEST_F(InstanceNumbers, ProcessesStartedTogetherNeverHoldTheSameNumber) {
-  int gate[2];
-  ASSERT_EQ(0, ::pipe(gate));
-  std::vector<pid_t> children;
-  for (int p = 0; p < 6; ++p) {
-    pid_t pid = ::fork();
-    if (pid == 0) {
-      ::close(gate[1]);
-      char byte;
-      (void)!::read(gate[0], &byte, 1);  // returns when the parent closes the gate
-      for (int i = 0; i < 150; ++i) {
-        CInstanceNumber held;
-        const std::string witness = dir + "/held-" + std::to_string(held.get("key"));
-        int fd = ::open(witness.c_str(), O_CREAT | O_EXCL | O_WRONLY, 0600);
-        if (held.getNumber() < 601 || held.getNumber() > 699 || fd < 0) ::_exit(3);
-        ::close(fd);
-        ::unlink(witness.c_str());
-      }
-      ::_exit(0);
-    }
-    children.push_back(pid);
-  }
-  ::close(gate[0]);
-  ::close(gate[1]);
-  for (pid_t pid : children) {
-    int status = -1;
-    ::waitpid(pid, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "child status " << status;
-  }
-  EXPECT_TRUE(records() == range(-1));
-  EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(dir), {}));  // the file alone is left
 }
 
 }  // namespace

@@ -2,7 +2,9 @@
 // shutdown, and the provider and FIM lists the plugin hands to the framework.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <list>
 #include <string>
@@ -99,6 +101,24 @@ class Plugin : public ::testing::Test {
     CFiFimListFactory::freeList(fims);
   }
 
+  // A device RMLIB never let go of keeps its block: still readable, still
+  // holding RMLIB's attachment (the simulator marks it at offset 1028). The
+  // process would keep it to the end; the test frees it so that the leak
+  // checker sees only real leaks.
+  static void expectStillAttached(const SCmdInfoPtr& cmd, const char* path) {
+    ASSERT_NE(nullptr, cmd->info);
+    ASSERT_NE(nullptr, cmd->cmddev);
+    EXPECT_STREQ(path, cmd->cmddev);
+    EXPECT_STREQ(path, reinterpret_cast<const char*>(cmd->info));
+    uint32_t mark = 0;
+    std::memcpy(&mark, reinterpret_cast<const char*>(cmd->info) + 1028, sizeof mark);
+    EXPECT_EQ(0x52534d31u, mark);
+    std::free(cmd->cmddev);
+    cmd->cmddev = nullptr;
+    ::operator delete(cmd->info);
+    cmd->info = nullptr;
+  }
+
   SimControl sim;
   SysfsTree tree;
   CFiTraceLogPtr log;
@@ -189,22 +209,25 @@ TEST_F(Plugin, TrimmedVendorAndACmProductMakeACommandDevice) {
     EXPECT_FALSE(traced(std::string("/dev/") + other)) << other;
   EXPECT_EQ("620002", plugin->cmdDevices().at("620002")->serial);
   EXPECT_EQ(0, sim.calls("attachcmddev"));  // nothing is attached before work needs it
+  plugin->fini();
 }
 
-TEST_F(Plugin, BothDevicesOfAnEnclosureAreListedTheFirstBecomesItsRecordAndOutlivesAMissingFini) {
+TEST_F(Plugin, BothDevicesOfAnEnclosureAreListedTheFirstBecomesItsRecordWhoseBlockOutlivesTheDestructor) {
   ASSERT_EQ(0, plugin->init());
   tree.disk("sdk", "3:0:0:0", "HITACHI ", "OPEN-V-CM", "4100010FFE");
   tree.disk("sdb", "2:0:0:0", "HITACHI ", "OPEN-V-CM", "4100010FFF");
   ASSERT_EQ(0, plugin->delayedInit());
   EXPECT_EQ((Names{"/dev/sdb", "/dev/sdk"}), plugin->enclosureCmdDevNames().at("410001"));
   ASSERT_EQ(1u, plugin->cmdDevices().size());
-  const SCmdInfoPtr& cmd = plugin->cmdDevices().at("410001");
+  SCmdInfoPtr cmd = plugin->cmdDevices().at("410001");
   EXPECT_EQ("/dev/sdb UDID##HITACHI##HDS##410001##4095", std::string(cmd->cmddev) + " " + cmd->udid);
   EXPECT_TRUE(traced(line("/dev/sdk", "UDID##HITACHI##HDS##410001##4094")));
-  ASSERT_TRUE(plugin->cmdIntf().attachCmd(cmd));  // left attached: the destructor copes without fini
+  ASSERT_TRUE(plugin->cmdIntf().attachCmd(cmd));
+  plugin.release();  // no fini: the device is still attached
+  expectStillAttached(cmd, "/dev/sdb");
 }
 
-TEST_F(Plugin, TheSimulatorsTreeGivesRecordsThatAttachAndFiniDetachesThemAllPastAFailure) {
+TEST_F(Plugin, TheSimulatorsTreeGivesRecordsThatAttachAndFiniDetachesThemAllKeepingTheBlockOfAFailedDetach) {
   ASSERT_EQ(0, plugin->init());
   ASSERT_GT(writeModelSysfs(tree.root()), 2);
   ASSERT_EQ(0, plugin->delayedInit());
@@ -215,10 +238,15 @@ TEST_F(Plugin, TheSimulatorsTreeGivesRecordsThatAttachAndFiniDetachesThemAllPast
   EXPECT_EQ("/dev/sdi UDID##HP##XP##520002##4095", std::string(hp->cmddev) + " " + hp->udid);
   ASSERT_TRUE(plugin->cmdIntf().attachCmd(hitachi) && plugin->cmdIntf().attachCmd(hp));
 
+  const SCmdInfoPtr kept = hitachi, detached = hp;
+
   sim.setFault("detachcmddev", 206, "command device I/O error", 1);
   plugin->fini();
   EXPECT_EQ(2, sim.calls("detachcmddev"));
   EXPECT_TRUE(plugin->cmdDevices().empty());
+  EXPECT_EQ(nullptr, detached->info);  // freed once RMLIB let go
+  EXPECT_EQ(nullptr, detached->cmddev);
+  expectStillAttached(kept, "/dev/sdb");
   const std::string log = trace();
   EXPECT_NE(std::string::npos,
             log.find("CHitachiPlugin::fini() : RMLIB detach cmddev failed for device '410001'"));

@@ -1,0 +1,93 @@
+// FRIM_DLOPEN_ROOT: the library really opened is the one below the root, and
+// the trace says which; a setuid process ignores the root altogether.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A path no real host has; only the test's root holds a library there.
+const char kLibrary[] = "/opt/hitachifi-loader-test/libprobe.so";
+const uid_t kNobody = 65534;
+
+struct Outcome {
+  int status = -1;
+  std::string output;
+};
+
+class Loader : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/loader-test-XXXXXX";
+    ASSERT_NE(nullptr, ::mkdtemp(pattern));
+    dir = pattern;
+    root = dir + "/root";
+    traces = dir + "/trace";
+    fs::create_directories(root + fs::path(kLibrary).parent_path().string());
+    fs::copy_file(std::string(SIM_ROOT) + "/usr/lib/libsvrrm.so", root + kLibrary);
+    fs::create_directories(traces);
+    // The setuid probe runs as nobody and must still reach its trace folder.
+    fs::permissions(dir, fs::perms::owner_all | fs::perms::group_exec | fs::perms::others_exec);
+    fs::permissions(traces, fs::perms::all);
+  }
+  void TearDown() override { fs::remove_all(dir); }
+
+  // Runs `probe` with the root set and a level 2 trace in `traces`.
+  Outcome run(const std::string& probe) {
+    const std::string command = "env FRIM_DLOPEN_ROOT='" + root + "' HITACHIFI_TRACE_DIR='" + traces +
+                                "' HITACHIFI_TRACE_LEVEL=2 '" + probe + "' " + kLibrary + " 2>&1";
+    Outcome outcome;
+    FILE* pipe = ::popen(command.c_str(), "r");
+    if (pipe == nullptr) return outcome;
+    char buffer[512];
+    while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) outcome.output += buffer;
+    const int status = ::pclose(pipe);
+    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return outcome;
+  }
+  std::string trace() {
+    std::ifstream in(traces + "/hitachifi.log");
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  }
+
+  std::string dir, root, traces;
+};
+
+TEST_F(Loader, RootIsPrefixedAndThePathReallyOpenedIsTraced) {
+  const Outcome outcome = run(LOADER_PROBE);
+  EXPECT_EQ(0, outcome.status) << outcome.output;
+  EXPECT_NE(std::string::npos,
+            trace().find("FRIM_DLOPEN_ROOT is set: opening " + root + kLibrary + " for " + kLibrary))
+      << trace();
+}
+
+TEST_F(Loader, SetuidProcessIgnoresTheRootAndSaysSo) {
+  if (::geteuid() != 0) GTEST_SKIP() << "making a probe setuid to another user needs root";
+  const std::string probe = dir + "/loader_probe";
+  fs::copy_file(LOADER_PROBE, probe);
+  ASSERT_EQ(0, ::chown(probe.c_str(), kNobody, kNobody));
+  ASSERT_EQ(0, ::chmod(probe.c_str(), 04755));
+  struct statvfs mount {};
+  ASSERT_EQ(0, ::statvfs(dir.c_str(), &mount));
+  if (mount.f_flag & ST_NOSUID) GTEST_SKIP() << dir << " is on a file system mounted nosuid";
+  const Outcome outcome = run(probe);
+  EXPECT_EQ(1, outcome.status) << outcome.output;
+  EXPECT_EQ(0u, outcome.output.find(std::string("refused: ") + kLibrary)) << outcome.output;
+  EXPECT_EQ(std::string::npos, outcome.output.find(root)) << outcome.output;
+  EXPECT_NE(std::string::npos, trace().find("FRIM_DLOPEN_ROOT '" + root +
+                                            "' ignored in a setuid or setgid process; opening " + kLibrary))
+      << trace();
+}
+
+}  // namespace
