@@ -30,6 +30,9 @@ if [ -z "${SKIP_SANITIZE:-}" ]; then
 fi
 
 if [ -z "${SKIP_FUZZ:-}" ]; then
-  echo "== fuzzing (${FUZZ_SECONDS:-15}s per target)"
+  # A short run from the committed corpus on every change; longer runs are
+  # FUZZ_SECONDS=600 bash scripts/fuzz.sh.
+  export FUZZ_SECONDS=${FUZZ_SECONDS:-10}
+  echo "== fuzzing (${FUZZ_SECONDS}s per target)"
   JOBS=$jobs bash scripts/fuzz.sh
 fi
