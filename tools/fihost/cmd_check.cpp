@@ -212,6 +212,10 @@ json checkDevice(Context& context, Plugin& plugin, RmLibrary* library, const std
   report.update(
       {{"udid", device.udid}, {"disk", device.disk}, {"method", method}, {"node", nodeNameFor(device.udid)}});
 
+  if (plugin.initResult() != 0) {
+    findings.add("select", false, "not tried: " + plugin.initFailure(), "fix the host checks first");
+    return report;
+  }
   FrameworkNode node(device.udid, method);
   FrameworkSession session(
       plugin, "fihost-check-" + std::to_string(::getpid()) + "-" + std::to_string(serial), {&node});
@@ -301,7 +305,7 @@ json checkDevice(Context& context, Plugin& plugin, RmLibrary* library, const std
 int runCheck(Context& context, const CheckOptions& options) {
   Findings host;
   std::vector<HostDisk> disks = hostDisks();
-  Plugin plugin(context.pluginPath);
+  Plugin plugin(context.pluginPath, false);
   std::unique_ptr<RmLibrary> library;
   checkHost(host, plugin, library, disks);
   json devices = json::array();

@@ -32,7 +32,7 @@ std::string defaultPluginPath() {
   return ::realpath(built.c_str(), resolved) ? std::string(resolved) : built;
 }
 
-Plugin::Plugin(const std::string& path) : m_path(path) {
+Plugin::Plugin(const std::string& path, bool requireInit) : m_path(path) {
   m_handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (m_handle == nullptr) {
     const char* why = ::dlerror();
@@ -43,12 +43,14 @@ Plugin::Plugin(const std::string& path) : m_path(path) {
   static char language[] = "en_US";
   static char* languages[] = {language, nullptr};
   static zfi_fw_info info{nullptr, nullptr, nullptr, languages};
-  int rc = init(&info, &m_version, "hitachifi");
+  m_initResult = init(&info, &m_version, "hitachifi");
   m_initialised = true;  // fini undoes a partial init too
-  if (rc != 0) {
-    std::string why = rc == ZFI_E_RMLIB ? " (the RAID Manager library cannot be loaded)" : "";
-    throw Problem("the plugin's init returned " + std::to_string(rc) + why);
-  }
+  if (m_initResult != 0 && requireInit) throw Problem(initFailure());
+}
+
+std::string Plugin::initFailure() const {
+  std::string why = m_initResult == ZFI_E_RMLIB ? " (the RAID Manager library cannot be loaded)" : "";
+  return "the plugin's init returned " + std::to_string(m_initResult) + why;
 }
 
 Plugin::~Plugin() {

@@ -28,15 +28,18 @@ struct PluginMessage {
 // (as a framework calls it at load) and fini in the destructor.
 class Plugin {
  public:
-  // Throws Problem when the library cannot be loaded, lacks an entry point
-  // fihost needs, or its init fails (with the plugin's messages).
-  explicit Plugin(const std::string& path);
+  // Throws Problem when the library cannot be loaded, lacks init, or (with
+  // `requireInit`) its init fails.
+  explicit Plugin(const std::string& path, bool requireInit = true);
   ~Plugin();
   Plugin(const Plugin&) = delete;
   Plugin& operator=(const Plugin&) = delete;
 
   const std::string& path() const { return m_path; }
   const zfi_version& version() const { return m_version; }
+  // init's result, and what it means for an administrator.
+  int initResult() const { return m_initResult; }
+  std::string initFailure() const;
 
   // The entry point hitachifi_fi_pgn_<op>; throws Problem when it is missing.
   void* symbol(const char* op) const;
@@ -53,6 +56,7 @@ class Plugin {
   void* m_handle = nullptr;
   zfi_version m_version{};
   bool m_initialised = false;
+  int m_initResult = 0;
 };
 
 // "MSG_ID (6012): text [detail; detail]" for printing.
