@@ -33,7 +33,9 @@ std::string defaultPluginPath() {
 }
 
 Plugin::Plugin(const std::string& path, bool requireInit) : m_path(path) {
-  m_handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  // Never unmapped: fihost exits soon after fini, and a library unmapped
+  // with thread-local storage still registered trips leak checkers at exit.
+  m_handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
   if (m_handle == nullptr) {
     const char* why = ::dlerror();
     throw Problem("cannot load the plugin " + path + ": " + (why ? why : "unknown reason") +

@@ -57,7 +57,7 @@ const char* pairStatusName(int status) {
 
 RmLibrary::RmLibrary() {
   const std::string path = rmlibPath();
-  m_handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  m_handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);  // as the plugin: see plugin.cpp
   if (!m_handle) {
     const char* why = ::dlerror();
     throw Problem("cannot load the RAID Manager library " + path + ": " + (why ? why : "unknown reason"));
