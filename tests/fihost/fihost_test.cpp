@@ -268,8 +268,8 @@ TEST(FihostCheck, AHealthyHostPassesInTextAndJson) {
 TEST(FihostCheck, DISABLED_FindsEachDeviceProblemWithAHint) {
   SimHost healthy(kModel);
   json ok = parsed(healthy.fihost({"--json", "check", "/dev/sdc"}));
-  ASSERT_TRUE(ok["ok"].get<bool>()) << ok.dump(1);
   const json& device = ok["devices"][0];
+  ASSERT_TRUE(device["ok"].get<bool>()) << ok.dump(1);
   EXPECT_EQ("256", device["source_ldev"]);
   EXPECT_EQ("512", device["target_ldev"]);
   EXPECT_EQ("discovered", device["target_from"]);
@@ -306,7 +306,7 @@ TEST(FihostCheck, DISABLED_FindsEachDeviceProblemWithAHint) {
          ::setenv("HITACHIFI_SNAPSHOT_RESOURCE_SPEC",
                   "UDID##HITACHI##HDS##410001##256 = UDID##HP##XP##520002##300", 1);
        },
-       "array"},
+       "another array"},
   };
   for (const Case& c : cases) {
     SimHost host(kModel);

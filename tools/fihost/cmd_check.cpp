@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <memory>
 
@@ -174,28 +176,24 @@ std::string selectHint(const std::vector<PluginMessage>& messages, int rc) {
   return "see the plugin's messages and its trace file";
 }
 
-// The targets configured for a device, as the plugin reads
-// HITACHIFI_SNAPSHOT_RESOURCE_SPEC: "source = target, target" entries.
-bool configuredTarget(const std::string& udid) {
+// The first target configured for a device in
+// HITACHIFI_SNAPSHOT_RESOURCE_SPEC ("source = target, target" entries, by
+// line or ";"), "" when none. Only for reporting: the plugin reads the value.
+std::string configuredTarget(const std::string& udid) {
   std::string spec = env("HITACHIFI_SNAPSHOT_RESOURCE_SPEC", "");
   if (!spec.empty() && spec[0] == '@') {
-    FILE* file = std::fopen(spec.c_str() + 1, "r");
-    spec.clear();
-    if (file) {
-      char buffer[4096];
-      size_t n;
-      while ((n = std::fread(buffer, 1, sizeof buffer, file)) > 0) spec.append(buffer, n);
-      std::fclose(file);
-    }
+    std::ifstream in(spec.substr(1));
+    spec.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
   }
-  size_t at = spec.find(udid);
-  while (at != std::string::npos) {
-    size_t end = at + udid.size();
-    size_t next = spec.find_first_not_of(" \t", end);
-    if (next != std::string::npos && spec[next] == '=') return true;
-    at = spec.find(udid, end);
+  for (size_t at = spec.find(udid); at != std::string::npos; at = spec.find(udid, at + udid.size())) {
+    size_t equals = spec.find_first_not_of(" \t", at + udid.size());
+    if (equals == std::string::npos || spec[equals] != '=') continue;
+    size_t first = spec.find_first_not_of(" \t", equals + 1);
+    if (first == std::string::npos) return "";
+    size_t end = spec.find_first_of(",;\n \t", first);
+    return spec.substr(first, end == std::string::npos ? std::string::npos : end - first);
   }
-  return false;
+  return "";
 }
 
 json checkDevice(Context& context, Plugin& plugin, RmLibrary* library, const std::vector<HostDisk>& disks,
@@ -234,7 +232,13 @@ json checkDevice(Context& context, Plugin& plugin, RmLibrary* library, const std
     context.collect(plugin);
     std::vector<PluginMessage> met(context.messages.begin() + static_cast<long>(before),
                                    context.messages.end());
-    findings.add("select", false, std::string(step) + " returned " + std::to_string(rc), selectHint(met, rc));
+    std::string hint = selectHint(met, rc);
+    const std::string target = configuredTarget(device.udid);
+    std::string vendor, serial, ldev;
+    if (splitUdid(target, vendor, serial, ldev) && serial != device.serial)
+      hint = "the configured target " + target + " is in another array (" + serial + ") than the source (" +
+             device.serial + "): configure a target of array " + device.serial;
+    findings.add("select", false, std::string(step) + " returned " + std::to_string(rc), hint);
     session.deinitNodes();
     return report;
   }
@@ -248,7 +252,7 @@ json checkDevice(Context& context, Plugin& plugin, RmLibrary* library, const std
     return report;
   }
   session.deinitNodes();
-  const bool configured = configuredTarget(device.udid);
+  const bool configured = !configuredTarget(device.udid).empty();
   report.update({{"source_ldev", state.source.deviceId},
                  {"array", state.source.enclosureId},
                  {"host_group",
