@@ -33,7 +33,7 @@ run() { say "$*"; "$@"; }
 "$rmsim" init demo-host >/dev/null
 "$rmsim" sysfs "$HITACHIFI_SYSFS_ROOT" >/dev/null
 run "$fihost" devices
-if ! "$rmsim" 2>&1 | grep -q ' write '; then
+if ! { "$rmsim" 2>&1 || true; } | grep -q '^ *write '; then
   echo "note: this simulator keeps no LDEV data (no 'rmsim write'); the round trips below cannot run" >&2
 fi
 
@@ -58,7 +58,7 @@ for row in "${rows[@]}"; do
   if run "$rmsim" write "$serial" "$ldev" "$data" &&
     run "$fihost" check --method "$method" "$device" &&
     run "$fihost" snapshot --method "$method" --interval 0.2 --state "$state" "$device" | tee "$work/out" &&
-    snapshot=$(awk 'NR == 2 { print $4 }' "$work/out") &&
+    snapshot=$(awk -v d="$device" '$1 == d { print $4 }' "$work/out") &&
     run "$rmsim" write "$serial" "$ldev" "overwritten by mistake" &&
     run "$rmsim" read "$serial" "$ldev" &&
     run "$fihost" restore --yes --state "$state" &&
