@@ -13,6 +13,7 @@ PACKAGES=(
   libbenchmark-dev
   libsqlite3-dev sqlite3
   libbsd-dev
+  libcli11-dev nlohmann-json3-dev help2man
 )
 
 missing=()

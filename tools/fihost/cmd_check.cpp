@@ -1,0 +1,344 @@
+// fihost check: the preflight an administrator runs before the first
+// backup. Nothing on the array is changed: devices are only selected, in a
+// session of their own, and pairs are only read.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <memory>
+
+#include "context.h"
+#include "framework_nodes.h"
+#include "host_disks.h"
+#include "instance_files.h"
+#include "pair_probe.h"
+#include "problem.h"
+#include "provider_state.h"
+
+namespace fihost {
+
+namespace {
+
+struct Finding {
+  std::string name;
+  bool ok = true;
+  std::string detail;
+  std::string hint;
+};
+
+class Findings {
+ public:
+  void add(const std::string& name, bool ok, const std::string& detail, const std::string& hint = "") {
+    m_list.push_back(Finding{name, ok, detail, ok ? "" : hint});
+  }
+  int problems() const {
+    int n = 0;
+    for (const Finding& f : m_list) n += f.ok ? 0 : 1;
+    return n;
+  }
+  json toJson() const {
+    json list = json::array();
+    for (const Finding& f : m_list)
+      list.push_back({{"check", f.name}, {"ok", f.ok}, {"detail", f.detail}, {"hint", f.hint}});
+    return list;
+  }
+  void print(const char* indent) const {
+    for (const Finding& f : m_list) {
+      std::printf("%s%-4s %-18s %s\n", indent, f.ok ? "ok" : "FAIL", f.name.c_str(), f.detail.c_str());
+      if (!f.hint.empty()) std::printf("%s     %-18s hint: %s\n", indent, "", f.hint.c_str());
+    }
+  }
+
+ private:
+  std::vector<Finding> m_list;
+};
+
+std::string env(const char* name, const char* fallback) {
+  const char* value = std::getenv(name);
+  return value && *value ? value : fallback;
+}
+
+bool writableFile(const std::string& path) {
+  int fd = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT, 0644);
+  if (fd < 0) return false;
+  ::close(fd);
+  return true;
+}
+
+void checkHost(Findings& findings, Plugin& plugin, std::unique_ptr<RmLibrary>& library,
+               const std::vector<HostDisk>& disks) {
+  const zfi_version& v = plugin.version();
+  findings.add("plugin", true,
+               plugin.path() + ", interface " + std::to_string(v.major) + "." + std::to_string(v.minor) +
+                   "." + std::to_string(v.update) + "." + std::to_string(v.patch));
+  try {
+    library = std::make_unique<RmLibrary>();
+    findings.add("library", true, rmlibPath() + ", version " + std::to_string(library->version()));
+  } catch (const Problem& problem) {
+    findings.add(
+        "library", false, problem.what(),
+        "install the RAID Manager library as /usr/lib/libsvrrm.so (FRIM_DLOPEN_ROOT prefixes the path)");
+  }
+
+  const std::string cache = instanceDirectory();
+  struct stat info {};
+  bool folder =
+      ::stat(cache.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && ::access(cache.c_str(), W_OK) == 0;
+  findings.add("cache folder", folder, cache + (folder ? " is writable" : " is missing or not writable"),
+               "create it (mode 0755) for the user that runs backups, or set HITACHIFI_CACHE_DIR");
+  try {
+    for (const InstanceFile& file : readInstanceFiles(cache)) {
+      bool writable = ::access(file.path.c_str(), R_OK | W_OK) == 0;
+      bool free = file.freeCount() > 0;
+      int stale = 0;
+      for (const InstanceRecord& r : file.records) stale += (r.holder >= 0 && !r.running) ? 1 : 0;
+      findings.add("instance file", writable && free,
+                   file.key + ": " + std::to_string(file.freeCount()) + " of " +
+                       std::to_string(file.records.size()) + " numbers free, " + std::to_string(stale) +
+                       " held by ended processes" + (writable ? "" : ", not writable"),
+                   writable ? "run fihost instances --reclaim to free the numbers of ended processes"
+                            : "make the file readable and writable for the user that runs backups");
+    }
+  } catch (const Problem& problem) {
+    findings.add("instance file", false, problem.what(),
+                 "remove the damaged file; the plugin creates it anew");
+  }
+
+  const std::string trace =
+      env("HITACHIFI_TRACE_DIR", "/var/log/hitachifi") + "/" + env("HITACHIFI_TRACE_FILE", "hitachifi.log");
+  bool traceOk = writableFile(trace);
+  findings.add("trace file", traceOk, trace + (traceOk ? " is writable" : " cannot be written"),
+               "create the folder for the user that runs backups, or set HITACHIFI_TRACE_DIR");
+  std::map<std::string, const HostDisk*> arrays;  // serial -> a disk of that array
+  for (const HostDisk& disk : disks)
+    if (!disk.serial.empty() && !arrays.count(disk.serial)) arrays[disk.serial] = &disk;
+  if (arrays.empty())
+    findings.add("arrays", false, "no disk of a Hitachi or HP XP array",
+                 "map the array's LUNs and command device to this host and rescan");
+  for (const auto& array : arrays) {
+    const HostDisk* command = commandDeviceOf(disks, array.first);
+    const std::string name = "command device";
+    if (!command) {
+      findings.add(name, false, "array " + array.first + " has no command device on this host",
+                   "map a command device (a LUN whose product name holds -CM) of array " + array.first +
+                       " to this host");
+      continue;
+    }
+    if (!folder) {
+      findings.add(name, false, command->name + " of array " + array.first + " not tried: no cache folder");
+      continue;
+    }
+    if (!library) {
+      findings.add(name, false, command->name + " of array " + array.first + " not tried: no library");
+      continue;
+    }
+    try {
+      HeldInstance instance(instanceDirectory(), command->udid);
+      RmLibrary::Attached attached(*library, command->name, instance.number());
+      findings.add(name, true,
+                   command->name + " of array " + array.first + " answers (instance " +
+                       std::to_string(instance.number()) + ")");
+    } catch (const Problem& problem) {
+      findings.add(
+          name, false, command->name + " of array " + array.first + ": " + problem.what(),
+          "check that the command device is an LDEV of this array with the command device attribute");
+    }
+  }
+}
+
+// The hint for a select that failed, from what the plugin said.
+std::string selectHint(const std::vector<PluginMessage>& messages, int rc) {
+  std::string all;
+  for (const PluginMessage& m : messages) {
+    all += m.id + " " + m.text;
+    for (const std::string& d : m.details) all += " " + d;
+  }
+  auto has = [&all](const char* text) { return all.find(text) != std::string::npos; };
+  if (has("hostGroup correspoding to this host"))
+    return "no host group of the array is named after this host: name one after it (or set "
+           "HITACHIFI_HOSTNAME "
+           "to the name a host group carries)";
+  if (has("Invalid lun for snapshot")) return "the LDEV is not defined on the array";
+  if (has("snapshot_resource_spec"))
+    return "the configured targets cannot be read: fix snapshot_resource_spec";
+  if (has("could not find target Id")) return "the configured target is malformed: it must end in ##<LDEV>";
+  if (has("NO_SNAPSHOT_TARGET")) return "the device has no pair (SMPL): create a pair for it on the array";
+  if (rc == ZFI_E_INVALID)
+    return "the target is in another array than the source, or the device does not support the method; "
+           "check snapshot_resource_spec and --method";
+  if (rc == ZFI_E_NOT_SUPPORTED) return "this plugin build does not offer snapshots";
+  return "see the plugin's messages and its trace file";
+}
+
+// The first target configured for a device in
+// HITACHIFI_SNAPSHOT_RESOURCE_SPEC ("source = target, target" entries, by
+// line or ";"), "" when none. Only for reporting: the plugin reads the value.
+std::string configuredTarget(const std::string& udid) {
+  std::string spec = env("HITACHIFI_SNAPSHOT_RESOURCE_SPEC", "");
+  if (!spec.empty() && spec[0] == '@') {
+    std::ifstream in(spec.substr(1));
+    spec.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  }
+  for (size_t at = spec.find(udid); at != std::string::npos; at = spec.find(udid, at + udid.size())) {
+    size_t equals = spec.find_first_not_of(" \t", at + udid.size());
+    if (equals == std::string::npos || spec[equals] != '=') continue;
+    size_t first = spec.find_first_not_of(" \t", equals + 1);
+    if (first == std::string::npos) return "";
+    size_t end = spec.find_first_of(",;\n \t", first);
+    return spec.substr(first, end == std::string::npos ? std::string::npos : end - first);
+  }
+  return "";
+}
+
+json checkDevice(Context& context, Plugin& plugin, RmLibrary* library, const std::vector<HostDisk>& disks,
+                 const std::string& given, const std::string& methodOption, Findings& findings, int serial) {
+  json report = {{"device", given}};
+  DeviceName device;
+  try {
+    device = resolveDevice(given, disks);
+  } catch (const Problem& problem) {
+    findings.add("device", false, problem.what(), "name a disk listed by fihost devices, or a device UDID");
+    return report;
+  }
+  const std::string method = methodOption.empty() ? defaultMethod(device.vendor) : methodOption;
+  report.update(
+      {{"udid", device.udid}, {"disk", device.disk}, {"method", method}, {"node", nodeNameFor(device.udid)}});
+
+  if (plugin.initResult() != 0) {
+    findings.add("select", false, "not tried: " + plugin.initFailure(), "fix the host checks first");
+    return report;
+  }
+  FrameworkNode node(device.udid, method);
+  FrameworkSession session(
+      plugin, "fihost-check-" + std::to_string(::getpid()) + "-" + std::to_string(serial), {&node});
+  int rc = session.initNodes();
+  const char* step = "init_node";
+  if (rc == 0) {
+    step = "preselect";
+    rc = session.preselect();
+  }
+  if (rc == 0) {
+    step = "select";
+    rc = session.select();
+  }
+  if (rc != 0) {
+    size_t before = context.messages.size();
+    context.collect(plugin);
+    std::vector<PluginMessage> met(context.messages.begin() + static_cast<long>(before),
+                                   context.messages.end());
+    std::string hint = selectHint(met, rc);
+    const std::string target = configuredTarget(device.udid);
+    std::string vendor, serial, ldev;
+    if (splitUdid(target, vendor, serial, ldev) && serial != device.serial)
+      hint = "the configured target " + target + " is in another array (" + serial + ") than the source (" +
+             device.serial + "): configure a target of array " + device.serial;
+    findings.add("select", false, std::string(step) + " returned " + std::to_string(rc), hint);
+    session.deinitNodes();
+    return report;
+  }
+  ProviderState state;
+  try {
+    state = parseProviderState(session.providerState(node));
+  } catch (const Problem& problem) {
+    context.collect(plugin);
+    findings.add("select", false, problem.what(), "see the plugin's messages and its trace file");
+    session.deinitNodes();
+    return report;
+  }
+  session.deinitNodes();
+  const bool configured = !configuredTarget(device.udid).empty();
+  report.update({{"source_ldev", state.source.deviceId},
+                 {"array", state.source.enclosureId},
+                 {"host_group",
+                  {{"port", state.source.port},
+                   {"number", state.source.hostGroup},
+                   {"name", state.source.hostGroupName}}},
+                 {"target_ldev", state.snapshot.deviceId},
+                 {"target_array", state.snapshot.enclosureId},
+                 {"target_from", configured ? "configured" : "discovered"}});
+  findings.add("select", true,
+               "source LDEV " + state.source.deviceId + " via host group " + state.source.hostGroupName +
+                   " (port " + std::to_string(state.source.port) + ", group " +
+                   std::to_string(state.source.hostGroup) + "), target LDEV " + state.snapshot.deviceId +
+                   " (" + (configured ? "configured" : "discovered") + ")");
+  if (!library) {
+    findings.add("pair", false, "not read: no RAID Manager library");
+    return report;
+  }
+  PairProbe probe = probePair(*library, disks, state.source, state.snapshot.deviceId);
+  if (!probe.error.empty()) {
+    findings.add("pair", false, probe.error, "check the command device and the host group's LU paths");
+    return report;
+  }
+  report["lun"] = probe.lun;
+  if (!probe.pair.found) {
+    report["pair"] = nullptr;
+    report["snapshot_possible"] = false;
+    findings.add("pair", false,
+                 "LDEV " + state.source.deviceId + " (LUN " + std::to_string(probe.lun) +
+                     ") has no pair with LDEV " + state.snapshot.deviceId + " (SMPL)",
+                 "create the pair on the array, or configure a target that is paired with the source");
+    return report;
+  }
+  const int status = probe.pair.status;
+  const bool possible = status == 2 || status == 3 || status == 4;  // COPY reaches PAIR; PSUS is resynced
+  report["pair"] = {{"mirror_unit", probe.pair.mirrorUnit},
+                    {"state", pairStatusName(status)},
+                    {"copy_rate", probe.pair.copyRate}};
+  report["snapshot_possible"] = possible;
+  std::string hint;
+  if (status == 5) hint = "the pair is suspended by an error (PSUE): resynchronise it on the array";
+  if (status == 7) hint = "a restore is copying back to the source (RCPY): wait until it is done";
+  if (status == 6 || status == 255)
+    hint = "the pair is in a state a split cannot use: repair it on the array";
+  findings.add("pair", possible,
+               "LUN " + std::to_string(probe.lun) + ", mirror unit " + std::to_string(probe.pair.mirrorUnit) +
+                   ", " + pairStatusName(status) + (possible ? ": a snapshot can be taken now" : ""),
+               hint);
+  return report;
+}
+
+}  // namespace
+
+int runCheck(Context& context, const CheckOptions& options) {
+  Findings host;
+  std::vector<HostDisk> disks = hostDisks();
+  Plugin plugin(context.pluginPath, false);
+  std::unique_ptr<RmLibrary> library;
+  checkHost(host, plugin, library, disks);
+  json devices = json::array();
+  std::vector<Findings> perDevice(options.devices.size());
+  int problems = host.problems();
+  for (size_t i = 0; i < options.devices.size(); ++i) {
+    json report = checkDevice(context, plugin, library.get(), disks, options.devices[i], options.method,
+                              perDevice[i], static_cast<int>(i));
+    report["checks"] = perDevice[i].toJson();
+    report["ok"] = perDevice[i].problems() == 0;
+    problems += perDevice[i].problems();
+    devices.push_back(report);
+  }
+  if (context.asJson) {
+    emit(context, {{"command", "check"},
+                   {"ok", problems == 0},
+                   {"problems", problems},
+                   {"host", host.toJson()},
+                   {"devices", devices}});
+  } else {
+    std::printf("host\n");
+    host.print("  ");
+    for (size_t i = 0; i < options.devices.size(); ++i) {
+      std::printf("%s\n", options.devices[i].c_str());
+      perDevice[i].print("  ");
+    }
+    std::printf("%d problem%s found\n", problems, problems == 1 ? "" : "s");
+  }
+  return problems == 0 ? kExitDone : kExitProblem;
+}
+
+}  // namespace fihost

@@ -1,0 +1,147 @@
+// fihost: takes, checks and restores snapshots through the hitachifi plugin,
+// driving it only through its exported entry points as a snapshot
+// framework does.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <iostream>
+
+#include "context.h"
+#include "problem.h"
+
+using namespace fihost;
+
+namespace {
+
+constexpr char kFooter[] =
+    "Exit status: 0 done; 1 a problem was found or an operation failed (the plugin's messages say why); "
+    "2 usage.\n"
+    "Environment: HITACHIFI_SYSFS_ROOT, HITACHIFI_CACHE_DIR, HITACHIFI_TRACE_DIR, HITACHIFI_TRACE_FILE, "
+    "HITACHIFI_HOSTNAME, HITACHIFI_SNAPSHOT_RESOURCE_SPEC and FRIM_DLOPEN_ROOT as the plugin reads them.";
+
+// --wait and friends: seconds, fractions allowed, never negative.
+CLI::Option* seconds(CLI::App* app, const std::string& name, double& value, const std::string& help) {
+  return app->add_option(name, value, help)
+      ->check(CLI::NonNegativeNumber)
+      ->type_name("SECONDS")
+      ->capture_default_str();
+}
+
+// The "Usage:" line of an app's help, to show with a usage error.
+std::string usageLine(CLI::App& app) {
+  const std::string help = app.help();
+  size_t at = help.find("Usage: ");
+  if (at == std::string::npos) return "";
+  size_t end = help.find('\n', at);
+  const std::string path = app.get_parent() ? "fihost " + app.get_name() : "fihost";
+  std::string usage = help.substr(at + 7, end - at - 7);
+  if (usage.compare(0, 7, "fihost ") != 0) usage = "fihost " + usage;
+  return "usage: " + usage + "\nRun '" + path + " --help' for more.\n";
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app{
+      "Takes, checks and restores array snapshots through the hitachifi plugin, as a framework does.",
+      "fihost"};
+  app.footer(kFooter);
+  app.require_subcommand(1);
+  app.set_version_flag("--version", "fihost " FIHOST_VERSION);
+  Context context;
+  context.pluginPath = defaultPluginPath();
+  app.add_option("--plugin", context.pluginPath,
+                 "the plugin library (default: " FIHOST_INSTALLED_PLUGIN
+                 " when installed, else the one built "
+                 "beside fihost)")
+      ->type_name("PATH");
+  app.add_flag("--json", context.asJson, "print one JSON document with the same facts instead of text");
+
+  CLI::App* devices =
+      app.add_subcommand("devices", "list the host's disks as the plugin's discovery sees them");
+
+  CheckOptions check;
+  CLI::App* checkCmd = app.add_subcommand(
+      "check",
+      "preflight before the first backup: library, command devices, cache and instance files, trace "
+      "file, and for each DEVICE whether a snapshot can be taken now (changes nothing on the array)");
+  checkCmd
+      ->add_option("--method", check.method,
+                   "snapshot method to check (" + methodsList() + "; default: the vendor's full copy)")
+      ->type_name("METHOD");
+  checkCmd->add_option("DEVICE", check.devices, "a host disk (/dev/sdc) or a device UDID")
+      ->type_name("DEVICE");
+
+  SnapshotOptions snap;
+  CLI::App* snapCmd = app.add_subcommand(
+      "snapshot",
+      "take a snapshot of each DEVICE as a framework does: select, prepare, wait until ready, make");
+  snapCmd
+      ->add_option("--method", snap.method,
+                   "snapshot method (" + methodsList() + "; default: the vendor's full copy)")
+      ->type_name("METHOD");
+  snapCmd
+      ->add_option("--state", snap.stateFile, "write the provider states to FILE (JSON) for a later restore")
+      ->type_name("FILE");
+  seconds(snapCmd, "--wait", snap.wait, "give up when the devices are not ready after SECONDS");
+  seconds(snapCmd, "--interval", snap.interval, "ask the plugin whether the devices are ready every SECONDS");
+  snapCmd->add_option("DEVICE", snap.devices, "a host disk (/dev/sdc) or a device UDID")
+      ->type_name("DEVICE")
+      ->required();
+
+  RestoreOptions restore;
+  CLI::App* restoreCmd = app.add_subcommand(
+      "restore", "copy the snapshots of a state file back onto their source devices (overwrites them)");
+  restoreCmd->add_option("--state", restore.stateFile, "the state file written by fihost snapshot")
+      ->type_name("FILE")
+      ->required();
+  restoreCmd->add_flag("--yes", restore.yes, "do not ask for confirmation");
+  seconds(restoreCmd, "--timeout", restore.timeout,
+          "stop waiting after SECONDS (0: wait until done) and report the pairs' states");
+
+  bool reclaim = false;
+  CLI::App* instances = app.add_subcommand(
+      "instances", "show the RAID Manager instance-number files: numbers held, holders, whether they run");
+  instances->add_flag("--reclaim", reclaim, "free the numbers held by processes that have ended");
+
+  for (CLI::App* sub : {devices, checkCmd, snapCmd, restoreCmd, instances}) sub->footer(kFooter);
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::CallForAllHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::CallForVersion& e) {
+    return app.exit(e);
+  } catch (const CLI::ParseError& e) {
+    CLI::App* failed = &app;
+    for (CLI::App* sub : app.get_subcommands()) failed = sub;
+    std::fprintf(stderr, "fihost: %s\n%s", e.what(), usageLine(*failed).c_str());
+    return kExitUsage;
+  }
+
+  try {
+    if (snapCmd->parsed() && !snap.method.empty() && !isMethod(snap.method))
+      throw Problem("--method " + snap.method + " is none of " + methodsList(), kExitUsage);
+    if (checkCmd->parsed() && !check.method.empty() && !isMethod(check.method))
+      throw Problem("--method " + check.method + " is none of " + methodsList(), kExitUsage);
+    if (devices->parsed()) return runDevices(context);
+    if (instances->parsed()) return runInstances(context, reclaim);
+    if (checkCmd->parsed()) return runCheck(context, check);
+    if (snapCmd->parsed()) return runSnapshot(context, snap);
+    if (restoreCmd->parsed()) return runRestore(context, restore);
+  } catch (const Problem& problem) {
+    if (context.asJson) {
+      const std::string command = app.get_subcommands().empty() ? "" : app.get_subcommands()[0]->get_name();
+      emit(context,
+           {{"command", command}, {"ok", false}, {"error", problem.what()}, {"exit", problem.exitCode()}});
+    } else {
+      std::fprintf(stderr, "fihost: %s\n", problem.what());
+    }
+    return problem.exitCode();
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "fihost: %s\n", e.what());
+    return kExitProblem;
+  }
+  return kExitUsage;
+}

@@ -1,0 +1,27 @@
+#ifndef FIHOST_PROBLEM_H
+#define FIHOST_PROBLEM_H
+
+#include <stdexcept>
+#include <string>
+
+namespace fihost {
+
+// Exit codes, documented in the man page and the README.
+enum ExitCode { kExitDone = 0, kExitProblem = 1, kExitUsage = 2 };
+
+// A failure that ends a subcommand: what went wrong, in words an
+// administrator can act on, and the exit code it maps to. Plugin messages
+// that explain it are printed before it is thrown.
+class Problem : public std::runtime_error {
+ public:
+  explicit Problem(const std::string& what, int exitCode = kExitProblem)
+      : std::runtime_error(what), m_exitCode(exitCode) {}
+  int exitCode() const { return m_exitCode; }
+
+ private:
+  int m_exitCode;
+};
+
+}  // namespace fihost
+
+#endif
