@@ -11,7 +11,9 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
+#include "rmsim_records.h"
 #include "svrrm.h"
 
 namespace rmsim {
@@ -74,7 +76,15 @@ class Simulator {
   // Calls of each RMLIB function since the last reset, failed calls included.
   std::map<std::string, int64_t> counters();
   int64_t counter(const std::string& function);
+  // The same, only the calls made by process `pid`.
+  std::map<std::string, int64_t> counters(int pid);
   void resetCounters();
+
+  // Every RMLIB call since the journal was last cleared, by every process,
+  // in the order the calls took the state's write lock. The journal keeps
+  // the latest 200000 calls.
+  std::vector<CallRecord> journal();
+  void clearJournal();
 
   // Settings (sim/README.md): "copy_reads", "copy_seconds", "latency_ms",
   // "version". Throws ModelError for an unknown key or a bad value.

@@ -26,6 +26,8 @@ const char kUsage[] =
     "  fault FUNCTION ERRNO COUNT [MESSAGE]    fail FUNCTION's next COUNT calls (-1: every call)\n"
     "  clear-faults                     remove every fault\n"
     "  reset-counters                   zero the call counters\n"
+    "  journal [--clear]                print every call since the journal was cleared (--clear: then clear "
+    "it)\n"
     "  set KEY VALUE                    copy_reads, copy_seconds, latency_ms, version\n"
     "  maxmmun SERIAL N                 set the array's mirror units per volume\n"
     "The state file is --db FILE, else $RMSIM_DB, else /tmp/rmsim-<uid>.db.\n";
@@ -43,6 +45,22 @@ int number(const std::string& text, const char* what) {
     throw rmsim::ModelError(std::string("bad ") + what + " '" + text + "'");
   }
   return static_cast<int>(value);
+}
+
+// "-" for an argument the call does not have.
+std::string field(int value) { return value == -1 ? "-" : std::to_string(value); }
+
+void printJournal(const std::vector<rmsim::CallRecord>& journal) {
+  std::cout << "seq function pid cmddev instance porttype port targid lun mun ldevno option csize ope ldev "
+               "port result\n";
+  for (const rmsim::CallRecord& r : journal) {
+    std::cout << r.seq << " " << r.function << " " << r.pid << " " << (r.cmddev.empty() ? "-" : r.cmddev);
+    for (int value : {r.instance, r.porttype, r.port, r.targid, r.lun, r.mun, r.ldevno, r.option, r.csize,
+                      r.ope, r.ldevArg, r.portArg}) {
+      std::cout << " " << field(value);
+    }
+    std::cout << " " << r.result << "\n";
+  }
 }
 
 // Runs one command on the state file `db`; returns the exit status.
@@ -83,6 +101,9 @@ int run(const std::string& db, const std::string& command, const std::vector<std
     sim.clearFaults();
   } else if (command == "reset-counters" && n == 0) {
     sim.resetCounters();
+  } else if (command == "journal" && (n == 0 || (n == 1 && args[0] == "--clear"))) {
+    printJournal(sim.journal());
+    if (n == 1) sim.clearJournal();
   } else if (command == "set" && n == 2) {
     sim.setSetting(args[0], args[1]);
   } else if (command == "maxmmun" && n == 2) {

@@ -6,6 +6,7 @@
 
 #include "sim_db.h"
 #include "sim_faults.h"
+#include "sim_journal.h"
 
 namespace rmsim {
 
@@ -56,24 +57,66 @@ int Call::maxMirrorUnits() {
   return q.step() ? q.number(0) : 0;
 }
 
-int runCall(Db& db, ErrorBook& errors, const char* function, cmddevinfo* info,
+namespace {
+
+// Taken before the body runs: a call's answer (getldev's ldevno, a detach)
+// must not show in what it was sent.
+CallRecord journalEntry(const char* function, const cmddevinfo* info, const CallArgs& args) {
+  CallRecord r{};
+  r.function = function;
+  r.pid = static_cast<int>(::getpid());
+  if (args.attach) {
+    r.cmddev = args.cmddev ? args.cmddev : "";
+    r.instance = args.instance;
+  } else {
+    r.cmddev = pathOf(info);
+    r.instance = info != nullptr && info->attached == RMSIM_ATTACHED ? info->instance : -1;
+  }
+  const targdev* t = args.targ;
+  r.porttype = t ? t->porttype : -1;
+  r.port = t ? t->port : -1;
+  r.targid = t ? t->targid : -1;
+  r.lun = t ? t->lun : -1;
+  r.mun = t ? t->mun : -1;
+  r.ldevno = t ? t->ldevno : -1;
+  r.option = args.option;
+  r.csize = args.csize;
+  r.ope = args.ope;
+  r.ldevArg = args.ldev;
+  r.portArg = args.port;
+  r.result = 0;
+  return r;
+}
+
+}  // namespace
+
+int runCall(Db& db, ErrorBook& errors, const char* function, cmddevinfo* info, const CallArgs& args,
             const std::function<int(Call&)>& body) {
+  CallRecord entry = journalEntry(function, info, args);
   try {
     Settings settings = readSettings(db);
     // A command device answers one command at a time; the delay models an
     // in-band command device and is taken outside the state's write lock.
     if (settings.latencyMs > 0) ::usleep(static_cast<useconds_t>(settings.latencyMs) * 1000);
     Transaction tx(db);
-    countCall(db, function);
+    countCall(db, function, entry.pid);
     Call call(db, errors, settings, function, info);
     Fault fault;
     int rc = takeFault(db, function, fault) ? call.fail(fault.errorNumber, fault.message) : body(call);
-    // Committed whether or not the call failed: the count and a used-up
-    // fault stand; a failing body changes nothing else.
+    entry.result = rc;
+    appendJournal(db, entry);
+    // Committed whether or not the call failed: the count, the journal and
+    // a used-up fault stand; a failing body changes nothing else.
     tx.commit();
     return rc;
   } catch (const std::exception& e) {
     errors.record(pathOf(info), function, RMSIM_E_STATE, e.what());
+    try {
+      entry.result = RMSIM_E_STATE;
+      appendJournal(db, entry);
+    } catch (const std::exception&) {
+      // The state is unusable; the caller already has RMSIM_E_STATE.
+    }
     return RMSIM_E_STATE;
   }
 }

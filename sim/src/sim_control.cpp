@@ -1,10 +1,11 @@
 // The controls of Simulator that tests and the rmsim tool use: faults, pair
-// states, counters and settings.
+// states, counters, the call journal and settings.
 #include <algorithm>
 
 #include "rmsim.h"
 #include "sim_db.h"
 #include "sim_faults.h"
+#include "sim_journal.h"
 #include "sim_pairs.h"
 #include "sim_settings.h"
 
@@ -80,18 +81,30 @@ int Simulator::pairStatus(int serial, int pvol, int mu) {
 
 std::map<std::string, int64_t> Simulator::counters() {
   std::map<std::string, int64_t> out;
-  Statement q = m_db->prepare("SELECT func, count FROM counters");
+  Statement q = m_db->prepare("SELECT func, SUM(count) FROM counters GROUP BY func");
+  while (q.step()) out[q.text(0)] = q.integer(1);
+  return out;
+}
+
+std::map<std::string, int64_t> Simulator::counters(int pid) {
+  std::map<std::string, int64_t> out;
+  Statement q = m_db->prepare("SELECT func, count FROM counters WHERE pid = ?");
+  q.bind(pid);
   while (q.step()) out[q.text(0)] = q.integer(1);
   return out;
 }
 
 int64_t Simulator::counter(const std::string& function) {
-  Statement q = m_db->prepare("SELECT count FROM counters WHERE func = ?");
+  Statement q = m_db->prepare("SELECT SUM(count) FROM counters WHERE func = ?");
   q.bind(function);
   return q.step() ? q.integer(0) : 0;
 }
 
 void Simulator::resetCounters() { m_db->exec("DELETE FROM counters"); }
+
+std::vector<CallRecord> Simulator::journal() { return readJournal(*m_db); }
+
+void Simulator::clearJournal() { rmsim::clearJournal(*m_db); }
 
 void Simulator::setSetting(const std::string& key, const std::string& value) {
   checkSetting(key, value, "");

@@ -104,7 +104,11 @@ std::string Simulator::describe() {
                    4));
   printTable(out, "settings", {"key", "value"}, query(db, "SELECT key, value FROM settings ORDER BY 1", 2));
   printTable(out, "counters", {"function", "calls"},
-             query(db, "SELECT func, count FROM counters ORDER BY 1", 2));
+             query(db, "SELECT func, SUM(count) FROM counters GROUP BY func ORDER BY 1", 2));
+  printTable(out, "counters by process", {"function", "pid", "calls"},
+             query(db, "SELECT func, pid, count FROM counters ORDER BY 1, 2", 3));
+  Statement journal = db.prepare("SELECT COUNT(*) FROM journal");
+  out << "journal: " << (journal.step() ? journal.integer(0) : 0) << " calls (rmsim journal)\n";
   return out.str();
 }
 

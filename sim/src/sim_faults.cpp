@@ -22,10 +22,12 @@ bool isRmlibFunction(const std::string& function) {
   return false;
 }
 
-void countCall(Db& db, const char* function) {
+void countCall(Db& db, const char* function, int pid) {
   db.prepare(
-        "INSERT INTO counters(func, count) VALUES(?, 1) ON CONFLICT(func) DO UPDATE SET count = count + 1")
+        "INSERT INTO counters(func, pid, count) VALUES(?, ?, 1) ON CONFLICT(func, pid) DO UPDATE SET count = "
+        "count + 1")
       .bind(std::string(function))
+      .bind(pid)
       .run();
 }
 

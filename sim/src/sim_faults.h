@@ -13,8 +13,8 @@ class Db;
 // True for the eleven RMLIB function names.
 bool isRmlibFunction(const std::string& function);
 
-// Adds one to the call counter of `function`.
-void countCall(Db& db, const char* function);
+// Adds one to the call counter of `function` for process `pid`.
+void countCall(Db& db, const char* function, int pid);
 
 struct Fault {
   int errorNumber = 0;

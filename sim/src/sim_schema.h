@@ -7,13 +7,14 @@
 
 namespace rmsim {
 
-const int kSchemaVersion = 2;
+const int kSchemaVersion = 3;
 
 const char kDropTables[] = R"SQL(
 DROP TABLE IF EXISTS arrays; DROP TABLE IF EXISTS cmddevs; DROP TABLE IF EXISTS ports;
 DROP TABLE IF EXISTS hostgroups; DROP TABLE IF EXISTS ldevs; DROP TABLE IF EXISTS luns;
 DROP TABLE IF EXISTS pairs; DROP TABLE IF EXISTS lasterr; DROP TABLE IF EXISTS faults;
 DROP TABLE IF EXISTS counters; DROP TABLE IF EXISTS settings; DROP TABLE IF EXISTS attachments;
+DROP TABLE IF EXISTS journal;
 )SQL";
 
 const char kCreateTables[] = R"SQL(
@@ -45,10 +46,18 @@ CREATE INDEX pairs_by_svol ON pairs (serial, svol);
 -- remaining: calls still to fail; -1 fails every call.
 CREATE TABLE faults (func TEXT PRIMARY KEY, errno INTEGER NOT NULL, message TEXT NOT NULL,
   remaining INTEGER NOT NULL);
-CREATE TABLE counters (func TEXT PRIMARY KEY, count INTEGER NOT NULL);
+-- Calls by function and calling process.
+CREATE TABLE counters (func TEXT, pid INTEGER, count INTEGER NOT NULL, PRIMARY KEY (func, pid));
 CREATE TABLE settings (key TEXT PRIMARY KEY, value TEXT NOT NULL);
 -- Who has which command device attached under which instance number (for inspection).
 CREATE TABLE attachments (path TEXT, instance INTEGER, pid INTEGER, PRIMARY KEY (path, instance, pid));
+-- Every call as the library received it; -1 where the call has no such argument. The rowid is the
+-- call's place in the journal, so a cleared journal counts from 1 again.
+CREATE TABLE journal (seq INTEGER PRIMARY KEY, func TEXT NOT NULL, pid INTEGER NOT NULL,
+  cmddev TEXT NOT NULL, instance INTEGER NOT NULL, porttype INTEGER NOT NULL, port INTEGER NOT NULL,
+  targid INTEGER NOT NULL, lun INTEGER NOT NULL, mun INTEGER NOT NULL, ldevno INTEGER NOT NULL,
+  option INTEGER NOT NULL, csize INTEGER NOT NULL, ope INTEGER NOT NULL, ldev_arg INTEGER NOT NULL,
+  port_arg INTEGER NOT NULL, result INTEGER NOT NULL);
 )SQL";
 
 }  // namespace rmsim
