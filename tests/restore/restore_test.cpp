@@ -1,0 +1,330 @@
+// Restore through the C ABI: each pair is copied back (reverse resync) and
+// polled until it is split again; what the array was asked, in which order,
+// and how failures reach the framework.
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <sstream>
+
+#include "plugin_host.h"
+
+namespace {
+
+const int kPSUS = 4;
+const std::string kSource256 = "UDID##HITACHI##HDS##410001##256";
+const std::string kSnap512 = "UDID##HITACHI##HDS##410001##512";
+
+// What each status read of a pair reported ("PSUS RCPY ..."), as traced;
+// the reads of the copy pace before a resync or split are not traced.
+std::string statusReads(const std::string& trace) {
+  std::string reads;
+  for (const std::string& text : traceTexts(trace, 3)) {
+    if (text.compare(0, 14, "Pair status  :") != 0) continue;
+    reads += (reads.empty() ? "" : " ") + text.substr(14, 4);
+  }
+  return reads;
+}
+
+struct PairRef {
+  int serial, pvol, mu;
+};
+
+struct WalkCase {
+  const char* name;
+  std::vector<std::pair<std::string, std::string>> pairs;
+  std::vector<PairRef> arrayPairs;  // the pairs restored, in entry order
+  const char* copyReads;
+  std::function<void(PluginOnSimulator&)> before;
+  const char* reads;  // the traced status reads of the call, in order
+  int resyncs, splits;
+};
+
+void PrintTo(const WalkCase& c, std::ostream* out) { *out << c.name; }
+
+class RestoreWalk : public PluginOnSimulator, public ::testing::WithParamInterface<WalkCase> {
+ public:
+  // Gives the fixture's members to a case's setup.
+  SimControl& simulator() { return sim; }
+  rmsim::Simulator& model() { return rm; }
+};
+
+TEST_P(RestoreWalk, EachPairIsCopiedBackAndLeftSplit) {
+  const WalkCase& c = GetParam();
+  rm.setSetting("copy_reads", c.copyReads);
+  if (c.before) c.before(*this);
+  sim.clearJournal();
+  sim.resetCounters();
+  ASSERT_EQ(0, plugin->restore(c.pairs));
+  EXPECT_EQ(c.reads, statusReads(tracePath()));
+  int resyncs = 0, splits = 0;
+  for (const rmsim::CallRecord& call : sim.journal()) {
+    if (call.function == "pairresync") {
+      ++resyncs;
+      EXPECT_EQ(1, call.option) << "a restore copies from the snapshot: reverse";
+    }
+    if (call.function == "pairsplit") ++splits;
+    EXPECT_EQ(0, call.result) << call.function;
+  }
+  EXPECT_EQ(c.resyncs, resyncs);
+  EXPECT_EQ(c.splits, splits);
+  // Every read reached the array: the traced ones and one pace read per
+  // resync and split.
+  const int traced = static_cast<int>(std::count(c.reads, c.reads + std::strlen(c.reads), ' ') + 1);
+  EXPECT_EQ(traced + resyncs + splits, sim.calls("pairvolstat"));
+  for (const PairRef& pair : c.arrayPairs) EXPECT_EQ(kPSUS, sim.pairStatus(pair.serial, pair.pvol, pair.mu));
+  EXPECT_TRUE(plugin->takeMessages().empty());
+}
+
+void setStatus(PluginOnSimulator& t, int status) {
+  static_cast<RestoreWalk&>(t).simulator().setPairStatus(410001, 256, 0, status);
+}
+
+// Start reads of an entry: the pair's mirror unit found (one read per unit
+// tried), then its status. Each completion read of a copy not yet ended is
+// RCPY; the read that ends it is PAIR and the pair is split; the next read
+// finds PSUS.
+INSTANTIATE_TEST_SUITE_P(
+    Restore, RestoreWalk,
+    ::testing::Values(WalkCase{"SplitShadowImagePair",
+                               {{kSource256, kSnap512}},
+                               {{410001, 256, 0}},
+                               "2",
+                               nullptr,
+                               "PSUS PSUS RCPY PAIR PSUS",
+                               1,
+                               1},
+                      WalkCase{"CopyEndingWithinTheResync",
+                               {{kSource256, kSnap512}},
+                               {{410001, 256, 0}},
+                               "0",
+                               nullptr,
+                               "PSUS PSUS PAIR PSUS",
+                               1,
+                               1},
+                      WalkCase{"CopyOfFiveReads",
+                               {{kSource256, kSnap512}},
+                               {{410001, 256, 0}},
+                               "5",
+                               nullptr,
+                               "PSUS PSUS RCPY RCPY RCPY RCPY PAIR PSUS",
+                               1,
+                               1},
+                      WalkCase{"CopyOnWritePairAtMirrorUnit3",
+                               {{"UDID##HITACHI##HDS##410001##259", "UDID##HITACHI##HDS##410001##770"}},
+                               {{410001, 259, 3}},
+                               "2",
+                               nullptr,
+                               "SMPL SMPL SMPL PSUS PSUS RCPY PAIR PSUS",
+                               1,
+                               1},
+                      WalkCase{"PairInSyncIsOnlySplit",
+                               {{"UDID##HITACHI##HDS##410001##257", "UDID##HITACHI##HDS##410001##513"}},
+                               {{410001, 257, 0}},
+                               "2",
+                               nullptr,
+                               "PAIR PAIR PAIR PSUS",
+                               0,
+                               1},
+                      WalkCase{"ReverseCopyAlreadyRunningIsWaitedFor",
+                               {{kSource256, kSnap512}},
+                               {{410001, 256, 0}},
+                               "4",
+                               [](PluginOnSimulator& t) { setStatus(t, 7); },
+                               "RCPY RCPY RCPY PAIR PSUS",
+                               0,
+                               1},
+                      WalkCase{"TwoArraysEachPairInTurn",
+                               {{kSource256, kSnap512},
+                                {"UDID##HP##XP##520002##300", "UDID##HP##XP##520002##600"}},
+                               {{410001, 256, 0}, {520002, 300, 0}},
+                               "2",
+                               nullptr,
+                               "PSUS PSUS PSUS PSUS RCPY PAIR PSUS RCPY PAIR PSUS",
+                               2,
+                               2}),
+    [](const ::testing::TestParamInfo<WalkCase>& info) { return std::string(info.param.name); });
+
+class RestoreRequest : public PluginOnSimulator {};
+
+TEST_F(RestoreRequest, FlagsWithoutStartPartialOrDefaultAreRefusedBeforeAnyArrayCall) {
+  struct Flags {
+    long flags;
+    int result;
+  };
+  for (const Flags& f : {Flags{0x0, 0}, Flags{0x1, 0}, Flags{0x100, 0}, Flags{0x3, 0}, Flags{0x101, 0},
+                         Flags{0x2, 3}, Flags{0x4, 3}, Flags{0x200, 3}}) {
+    SCOPED_TRACE(f.flags);
+    sim.setPairStatus(410001, 256, 0, kPSUS);
+    sim.resetCounters();
+    EXPECT_EQ(f.result, plugin->restore({{kSource256, kSnap512}}, f.flags));
+    std::ostringstream line;
+    line << "Restore flags (" << std::hex << f.flags
+         << ") do not include ZFI_RESTORE_START, ZFI_RESTORE_PARTIAL or ZFI_RESTORE_DEFAULT";
+    EXPECT_EQ(f.result != 0, traced(1, line.str()));
+    if (f.result != 0) {
+      EXPECT_EQ(0, sim.totalCalls());
+    } else {
+      EXPECT_EQ(1, sim.calls("pairsplit"));
+    }
+  }
+}
+
+TEST_F(RestoreRequest, NothingToRestoreMakesNoArrayCall) {
+  sim.resetCounters();
+  EXPECT_EQ(0, plugin->restore({}));
+  EXPECT_EQ(0, sim.totalCalls());
+}
+
+struct FailureCase {
+  const char* name;
+  std::vector<std::pair<std::string, std::string>> pairs;
+  std::function<void(SimControl&, rmsim::Simulator&)> before;
+  const char* error;    // the level 1 trace expected, or ""
+  const char* message;  // the start of the one reported message, or "" for none
+  int resyncs;          // made before the failure
+  int status256;        // the status of pair 256 (MU 0) afterwards
+};
+
+void PrintTo(const FailureCase& c, std::ostream* out) { *out << c.name; }
+
+class RestoreFailure : public PluginOnSimulator, public ::testing::WithParamInterface<FailureCase> {};
+
+TEST_P(RestoreFailure, EndsWith6AndSaysWhy) {
+  const FailureCase& c = GetParam();
+  if (c.before) c.before(sim, rm);
+  sim.resetCounters();
+  EXPECT_EQ(6, plugin->restore(c.pairs));
+  if (*c.error) {
+    EXPECT_TRUE(traced(1, c.error)) << c.error;
+  }
+  const std::vector<std::string> messages = plugin->takeMessages();
+  if (*c.message) {
+    ASSERT_EQ(1u, messages.size());
+    EXPECT_EQ(0u, messages[0].find(c.message)) << messages[0];
+  } else {
+    EXPECT_TRUE(messages.empty()) << messages[0];
+  }
+  EXPECT_EQ(c.resyncs, sim.calls("pairresync"));
+  EXPECT_EQ(0, sim.calls("pairsplit"));
+  EXPECT_EQ(c.status256, sim.pairStatus(410001, 256, 0));
+}
+
+const std::pair<std::string, std::string> kPair257 = {"UDID##HITACHI##HDS##410001##257",
+                                                      "UDID##HITACHI##HDS##410001##513"};
+
+INSTANTIATE_TEST_SUITE_P(
+    Restore, RestoreFailure,
+    ::testing::Values(
+        FailureCase{"ForwardCopyRunning",
+                    {{kSource256, kSnap512}},
+                    [](SimControl& s, rmsim::Simulator& r) {
+                      r.setSetting("copy_reads", "10");
+                      s.setPairStatus(410001, 256, 0, 2);
+                    },
+                    "syncPair failed",
+                    "",
+                    0,
+                    2},
+        FailureCase{"PairSuspendedByError",
+                    {{kSource256, kSnap512}},
+                    [](SimControl& s, rmsim::Simulator&) { s.setPairStatus(410001, 256, 0, 5); },
+                    "pair staus is bad. vdisk '256' vdisk Copy '512'. staus '5'.",
+                    "",
+                    0,
+                    5},
+        // Pairs already started stay in reverse copy.
+        FailureCase{"SecondPairCopyingAfterTheFirstWasStarted",
+                    {{kSource256, kSnap512}, kPair257},
+                    [](SimControl& s, rmsim::Simulator& r) {
+                      r.setSetting("copy_reads", "10");
+                      s.setPairStatus(410001, 257, 0, 2);
+                    },
+                    "syncPair failed",
+                    "",
+                    1,
+                    7},
+        // A simplex mirror unit names no partner (LDEV 0), so restoring
+        // onto LDEV 0 finds the source simplex.
+        FailureCase{"SnapshotNotPartneredWithTheSource",
+                    {{kSource256, "UDID##HITACHI##HDS##410001##0"}},
+                    [](SimControl& s, rmsim::Simulator&) {
+                      s.loadModel(rmsim::Simulator::defaultModel() + "ldev 410001 0\n");
+                    },
+                    "pair staus is bad. vdisk '256' vdisk Copy '0'. staus '1'.",
+                    "MSG_ERROR_HITACHI_BAD_PAIR_STATUS: Bad status of pair. vdisk '256'. vdisk Copy '0'. "
+                    "enclosure id '410001'. pair status 'STAT_RCPY'.",
+                    0,
+                    4},
+        FailureCase{
+            "ArrayNotSeenByThisHost",
+            {{"UDID##HITACHI##HDS##999999##256", kSnap512}},
+            nullptr,
+            "CHitachiPlugin::restore : no command device for enclosure '999999'",
+            "MSG_ERROR_HITACHI_INVALID_INPUT: API call restore has got invalid input due to reason no "
+            "command device for enclosure '999999'.",
+            0,
+            4},
+        FailureCase{
+            "SourceNameIsNoDeviceId",
+            {{"disk256", kSnap512}},
+            nullptr,
+            "",
+            "MSG_ERROR_UDID_PARSING_EXCEPTION: The device id 'disk256' could not be parsed (error 2).",
+            0,
+            4}),
+    [](const ::testing::TestParamInfo<FailureCase>& info) { return std::string(info.param.name); });
+
+// Callers pass no null entries; when one does, the entries after it are
+// refused rather than restored from the wrong records.
+TEST_F(RestoreRequest, NullEntriesEndTheRestoreWithoutTouchingOtherPairs) {
+  TestObject source(kSource256), snapshot(kSnap512), source257(kPair257.first), snapshot513(kPair257.second);
+  struct Entries {
+    const char* name;
+    std::vector<frim_objid*> sources, snapshots;
+    bool nullLists;
+    const char* message;
+    int resyncs, splits;
+  };
+  const Entries cases[] = {
+      {"null first snapshot",
+       {&source.objid, &source257.objid},
+       {nullptr, &snapshot513.objid},
+       false,
+       "MSG_ERROR_HITACHI_INVALID_INPUT: API call restore has got invalid input due to reason no device "
+       "record "
+       "at index 1 after a skipped entry.",
+       0,
+       0},
+      {"null last source",
+       {&source.objid, nullptr},
+       {&snapshot.objid, &snapshot513.objid},
+       false,
+       "MSG_ERROR_UDID_PARSING_EXCEPTION: The device id '' could not be parsed (error 2).",
+       1,
+       1},
+      {"null lists",
+       {},
+       {},
+       true,
+       "MSG_ERROR_UDID_PARSING_EXCEPTION: The device id '' could not be parsed (error 2).",
+       0,
+       0},
+  };
+  for (const Entries& e : cases) {
+    SCOPED_TRACE(e.name);
+    sim.resetCounters();
+    EXPECT_EQ(6, e.nullLists ? plugin->restore(nullptr, nullptr, 2)
+                             : plugin->restore(const_cast<frim_objid**>(e.sources.data()),
+                                               const_cast<frim_objid**>(e.snapshots.data()), 2));
+    const std::vector<std::string> messages = plugin->takeMessages();
+    ASSERT_EQ(1u, messages.size());
+    EXPECT_EQ(0u, messages[0].find(e.message)) << messages[0];
+    EXPECT_EQ(e.resyncs, sim.calls("pairresync"));
+    EXPECT_EQ(e.splits, sim.calls("pairsplit"));
+    EXPECT_EQ(kPSUS, sim.pairStatus(410001, 256, 0));
+    EXPECT_EQ(3, sim.pairStatus(410001, 257, 0));
+  }
+}
+
+}  // namespace
