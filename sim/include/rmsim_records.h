@@ -27,6 +27,23 @@ struct CallRecord {
   int result;  // what the call returned (0 or the error number; getrmerrmsg: 0)
 };
 
+// A fault to inject (Simulator::addFault). A call matches when it is a call
+// of `function` and meets every narrowing below; the first `after` matching
+// calls succeed, the next `count` fail.
+struct FaultSpec {
+  std::string function;  // one of the eleven functions (getrmerrmsg only with nullText/emptyText)
+  int errorNumber = 0;
+  std::string message;  // what getrmerrmsg returns after the failure
+  int count = 1;        // calls that fail once the fault triggers; -1 = every matching call from then on
+  int after = 0;        // matching calls that succeed first (so after=k-1 fails the k-th call)
+  int serial = -1, ldev = -1;  // only calls addressing this volume (both set), -1 = any
+  std::string cmddev;          // only calls on this command device path, "" = any
+  bool carriedOut = false;     // do the request, then report failure
+  bool nullText = false;       // getrmerrmsg returns null (function == "getrmerrmsg")
+  bool emptyText = false;      // getrmerrmsg returns "" (function == "getrmerrmsg")
+  int pid = 0;                 // only calls from this process, 0 = any
+};
+
 }  // namespace rmsim
 
 #endif

@@ -7,6 +7,7 @@
 #include "sim_db.h"
 #include "sim_faults.h"
 #include "sim_journal.h"
+#include "sim_luns.h"
 
 namespace rmsim {
 
@@ -88,10 +89,27 @@ CallRecord journalEntry(const char* function, const cmddevinfo* info, const Call
   return r;
 }
 
+// The call as a fault's narrowing sees it. The volume is the one the call
+// addresses on the attached array: the targdev's, or getrminfo's LDEV.
+CallSite callSite(Db& db, const CallRecord& entry, const cmddevinfo* info, const CallArgs& args) {
+  CallSite site;
+  site.function = entry.function;
+  site.pid = entry.pid;
+  site.cmddev = entry.cmddev;
+  if (info == nullptr || info->attached != RMSIM_ATTACHED) return site;
+  if (args.targ != nullptr) {
+    site.ldev = ldevAt(db, info->serial, args.targ->port, args.targ->targid, args.targ->lun);
+  } else if (args.ope != -1) {
+    site.ldev = args.ldev;
+  }
+  if (site.ldev >= 0) site.serial = info->serial;
+  return site;
+}
+
 }  // namespace
 
 int runCall(Db& db, ErrorBook& errors, const char* function, cmddevinfo* info, const CallArgs& args,
-            const std::function<int(Call&)>& body) {
+            const std::function<int(Call&)>& body, FaultText* text) {
   CallRecord entry = journalEntry(function, info, args);
   try {
     Settings settings = readSettings(db);
@@ -102,7 +120,21 @@ int runCall(Db& db, ErrorBook& errors, const char* function, cmddevinfo* info, c
     countCall(db, function, entry.pid);
     Call call(db, errors, settings, function, info);
     Fault fault;
-    int rc = takeFault(db, function, fault) ? call.fail(fault.errorNumber, fault.message) : body(call);
+    int rc = 0;
+    if (!takeFault(db, callSite(db, entry, info, args), fault)) {
+      rc = body(call);
+    } else if (fault.text != FaultText::Last) {
+      if (text != nullptr) *text = fault.text;
+      rc = body(call);
+    } else if (fault.carriedOut) {
+      // The array did the work and the answer was lost: the caller must not
+      // assume that a failure changed nothing. A body that failed by itself
+      // keeps its own error.
+      rc = body(call);
+      if (rc == 0) rc = call.fail(fault.errorNumber, fault.message);
+    } else {
+      rc = call.fail(fault.errorNumber, fault.message);
+    }
     entry.result = rc;
     appendJournal(db, entry);
     // Committed whether or not the call failed: the count, the journal and

@@ -9,6 +9,7 @@
 #include <map>
 #include <string>
 
+#include "sim_faults.h"
 #include "sim_settings.h"
 #include "svrrm.h"
 
@@ -85,8 +86,9 @@ class Call {
 // either fails it with an injected fault or runs the body, and journals it
 // with `args`. A failure of the state store gives RMSIM_E_STATE; nothing
 // escapes as an exception.
+// `text`, when given, tells getrmerrmsg what text a fault asks of it.
 int runCall(Db& db, ErrorBook& errors, const char* function, cmddevinfo* info, const CallArgs& args,
-            const std::function<int(Call&)>& body);
+            const std::function<int(Call&)>& body, FaultText* text = nullptr);
 
 }  // namespace rmsim
 

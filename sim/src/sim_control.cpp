@@ -13,10 +13,21 @@ namespace rmsim {
 
 void Simulator::setFault(const std::string& function, int errorNumber, const std::string& message,
                          int count) {
-  armFault(*m_db, function, errorNumber, message, count);
+  FaultSpec spec;
+  spec.function = function;
+  spec.errorNumber = errorNumber;
+  spec.message = message;
+  spec.count = count;
+  replaceFaults(*m_db, spec);
 }
 
+void Simulator::addFault(const FaultSpec& fault) { rmsim::addFault(*m_db, fault); }
+
 void Simulator::clearFaults() { rmsim::clearFaults(*m_db); }
+
+void Simulator::clearFaults(const std::string& function) {
+  m_db->prepare("DELETE FROM faults WHERE func = ?").bind(function).run();
+}
 
 void Simulator::suspendPair(int serial, int ldev, int mu, Suspend when) {
   Transaction tx(*m_db);
@@ -32,7 +43,9 @@ void Simulator::suspendPair(int serial, int ldev, int mu, Suspend when) {
   const int pairMu = q.number(1);
   if (when == Suspend::Now) {
     m_db->prepare(
-            "UPDATE pairs SET status = ?, reads_left = 0, suspend_at_end = 0 WHERE serial = ? AND pvol = ? "
+            "UPDATE pairs SET status = ?, reads_left = 0, suspend_at_end = 0, split_at_end = 0 WHERE serial "
+            "= ? "
+            "AND pvol = ? "
             "AND mu = ?")
         .bind(RMSIM_PSUE)
         .bind(serial)
@@ -56,7 +69,8 @@ void Simulator::setPairStatus(int serial, int pvol, int mu, int status) {
   const bool copying = status == RMSIM_COPY || status == RMSIM_RCPY;
   // A pair put into COPY or RCPY copies from now on, as after a resync.
   m_db->prepare(
-          "UPDATE pairs SET status = ?, reads_left = ?, copy_started = ?, copyrate = ?, suspend_at_end = 0 "
+          "UPDATE pairs SET status = ?, reads_left = ?, copy_started = ?, copyrate = ?, suspend_at_end = 0, "
+          "split_at_end = 0 "
           "WHERE serial = ? AND pvol = ? AND mu = ?")
       .bind(status)
       .bind(copying ? std::max(settings.copyReads, 1) : 0)

@@ -68,7 +68,12 @@ int Simulator::getrminfo(cmddevinfo* info, int ope, int ldev, int port, void* rm
 }
 
 char* Simulator::getrmerrmsg(cmddevinfo* info) {
-  runCall(*m_db, *m_errors, "getrmerrmsg", info, {}, [](Call&) { return 0; });
+  FaultText text = FaultText::Last;
+  runCall(
+      *m_db, *m_errors, "getrmerrmsg", info, {}, [](Call&) { return 0; }, &text);
+  static char empty[] = "";
+  if (text == FaultText::Null) return nullptr;
+  if (text == FaultText::Empty) return empty;
   return errorText(*m_errors, info);
 }
 
