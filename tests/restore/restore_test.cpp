@@ -147,6 +147,53 @@ INSTANTIATE_TEST_SUITE_P(
 
 class RestoreRequest : public PluginOnSimulator {};
 
+// A pair that never returns to PSUS keeps the poll going; here the array's
+// failure of the k-th status read ends it, and the failure is what the
+// framework is told.
+TEST_F(RestoreRequest, PollOnAPairThatNeverSplitsEndsOnlyWithAFailingStatusRead) {
+  struct Stuck {
+    const char* name;
+    std::function<void(rmsim::Simulator&)> arrange;
+    const char* pollReads;  // what the poll saw before the failing read
+  };
+  const int k = 12;  // the failing pairvolstat of the call
+  const Stuck cases[] = {
+      {"copy ends suspended by error",
+       [](rmsim::Simulator& r) { r.suspendPair(410001, 256, 0, rmsim::Suspend::AtCopyEnd); },
+       "RCPY PSUE PSUE PSUE PSUE PSUE PSUE PSUE"},
+      {"copy outlasting the poll", [](rmsim::Simulator& r) { r.setSetting("copy_reads", "1000000"); },
+       "RCPY RCPY RCPY RCPY RCPY RCPY RCPY RCPY"},
+  };
+  for (const Stuck& c : cases) {
+    SCOPED_TRACE(c.name);
+    sim.loadModel(rmsim::Simulator::defaultModel());
+    c.arrange(rm);
+    rmsim::FaultSpec fault;
+    fault.function = "pairvolstat";
+    fault.errorNumber = 206;
+    fault.message = "command device timed out";
+    fault.after = k - 1;
+    rm.addFault(fault);
+    sim.resetCounters();
+    const size_t tracedBefore = traceTexts(tracePath(), 3).size();
+    EXPECT_EQ(6, plugin->restore({{kSource256, kSnap512}}));
+    EXPECT_EQ(k, sim.calls("pairvolstat"));
+    EXPECT_EQ(1, sim.calls("pairresync"));
+    EXPECT_EQ(0, sim.calls("pairsplit"));
+    std::string reads;
+    const std::vector<std::string> texts = traceTexts(tracePath(), 3);
+    for (size_t i = tracedBefore; i < texts.size(); ++i)
+      if (texts[i].compare(0, 14, "Pair status  :") == 0) reads += texts[i].substr(14, 4) + " ";
+    EXPECT_EQ(std::string("PSUS PSUS ") + c.pollReads + " ", reads);
+    const std::vector<std::string> messages = plugin->takeMessages();
+    ASSERT_EQ(1u, messages.size());
+    EXPECT_EQ(0u,
+              messages[0].find("MSG_ERROR_HITACHI_COMMAND_FAILED: API call pairvolstat on enclosure 410001 "
+                               "failed with error 206 due to command device timed out."))
+        << messages[0];
+  }
+}
+
 TEST_F(RestoreRequest, FlagsWithoutStartPartialOrDefaultAreRefusedBeforeAnyArrayCall) {
   struct Flags {
     long flags;
