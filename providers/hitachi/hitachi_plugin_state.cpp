@@ -112,7 +112,11 @@ int CHitachiPlugin::processProviderState(zfi_domain* node, zfi_blob* block, zfi_
   HITACHI_TRACE_FUNCTION("processProviderState");
   return HITACHI_GUARDED({
     if (op == ZFI_GET_PROVIDERSTATE) {
-      if (block == nullptr) return ZFI_E_INVALID;
+      if (block == nullptr) {
+        HITACHI_TRACE(FI_TRACE_ERROR,
+                      "CHitachiPlugin::processProviderState ZFI_GET_PROVIDERSTATE blob is null");
+        return ZFI_E_INVALID;
+      }
       block->length = 0;
       block->data = nullptr;
       block->flags = 0;

@@ -134,6 +134,8 @@ TEST_F(ProviderState, MissingBlocksNodesAndUnknownRequests) {
   EXPECT_EQ(6, plugin->providerState(&node.domain, nullptr, ZFI_SET_PROVIDERSTATE));
   EXPECT_EQ(6, plugin->providerState(&node.domain, &noBytes, ZFI_SET_PROVIDERSTATE));
   EXPECT_TRUE(traced(1, "CHitachiPlugin::processProviderState ZFI_SET_PROVIDERSTATE blob is null"));
+  EXPECT_EQ(3, plugin->providerState(&node.domain, nullptr, ZFI_GET_PROVIDERSTATE));
+  EXPECT_TRUE(traced(1, "CHitachiPlugin::processProviderState ZFI_GET_PROVIDERSTATE blob is null"));
   EXPECT_EQ("", get(&node.domain));  // nothing was attached to the node
   EXPECT_TRUE(traced(
       1, std::string("CHitachiPlugin::getProviderState : node '") + kNodeName + "' has no private data"));
