@@ -68,6 +68,17 @@ typedef struct zfi_domain {
   struct zfi_domain* parent;
 } zfi_domain;
 
+/*
+ * Private data. The plugin keeps what it learns of a node (its devices and
+ * their pair) in private data of its own, found by the name of the node's
+ * object id: a framework names each node's object id exactly like the node
+ * (zfi_domain.name), and fills no private_data slot itself. The plugin gives
+ * a node its private data at init_node (init_altnode / init_remnode: the
+ * second argument is the alternate node, which gets private data of its
+ * own), or, for a node that has none by then, when select adds it to the
+ * session. A node without private data is refused with
+ * MSG_ERROR_PRIVATE_DATA_MALLOC and the result 5.
+ */
 /* A node handed to select, prepare, make and isready. */
 typedef struct zfi_splitnode {
   char* fim_name; /* the snapshot method chosen for the node */

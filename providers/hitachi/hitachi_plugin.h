@@ -70,6 +70,28 @@ class CHitachiPlugin : public frim_pdk_4_4::CFiPluginInterposer {
   // node has no private data and none can be allocated.
   int setProviderState(zfi_domain* node, zfi_blob* block);
 
+  // ---- Snapshot lifecycle (select, isready, prepare, make) ----
+ protected:
+  // m_cmdDevices[enclosure] (an unknown enclosure gets an empty entry). An
+  // array cannot be reached without a command device: an empty one throws
+  // the command-failed CHitachiException naming the enclosure.
+  CFiSmartPtr<SCmdInfo> commandDeviceOf(const std::string& enclosure);
+  // The private data kept for the node name (ordinary table); empty when
+  // there is none or no factory is registered.
+  static frim_pdk_4_4::CFiPrivateDataPtr privateDataByName(const std::string& name);
+  // The private data attached to the node; a node without any gets it from
+  // the factory (shared with every node of its name). Empty for a null node
+  // or without a factory.
+  static frim_pdk_4_4::CFiPrivateDataPtr privateDataOf(zfi_domain* node);
+  // One node of selectSnapshots: 0 when it is done with (selected, or
+  // skipped), else the operation's result.
+  int selectNode(frim_pdk_4_4::CFiSessionPtr& session, const std::string& name, const std::string& fim);
+  // Sets a done flag of the session's node of that name, if it has one.
+  static void markDone(frim_pdk_4_4::CFiSessionPtr& session, const std::string& name, int phase);
+
+ public:
+  // ---- End of snapshot lifecycle ----
+
   const std::map<std::string, std::list<std::string>>& enclosureCmdDevNames() const {
     return m_enclosureCmdDevNames;
   }

@@ -2,28 +2,14 @@
 // one pair in each state when it is to be synchronised or split.
 #include "hitachi_exception.h"
 #include "hitachi_plugin.h"
+#include "hitachi_plugin_nodes.h"
 #include "hitachi_rmlib_records.h"
 #include "hitachi_trace.h"
 
 using namespace frim_pdk_4_4;
+using hitachi_nodes::throwBadPairStatus;
 
 namespace {
-
-// The bad-pair-status failure: the pair is in a state the operation cannot
-// work from. `status` is the word the administrator sees in the message.
-[[noreturn]] void throwBadPairStatus(const char* status, const SHitachiVirtualDisk& vdisk,
-                                     const SHitachiVirtualDisk& vdiskCopy, const char* file, int line) {
-  CHitachiException e;
-  e.m_kind = HITACHI_EXC_BAD_PAIR;
-  e.m_errorNumber = ZFI_E_REPORTED;
-  e.m_pairStatus = status;
-  e.m_file = file;
-  e.m_line = line;
-  e.m_vdisk = vdisk.m_deviceId;
-  e.m_vdiskCopy = vdiskCopy.m_deviceId;
-  e.m_enclosureId = vdisk.m_enclosureId;
-  throw e;
-}
 
 // Kept: "staus" is how these lines have always read; log watchers match it.
 void traceBadStatus(const SHitachiVirtualDisk& vdisk, const SHitachiVirtualDisk& vdiskCopy, int status) {

@@ -5,6 +5,7 @@ hitachi_add_family(hitachi_plugin
   hitachi_plugin_init.cpp
   hitachi_plugin_enum.cpp
   hitachi_plugin_guard.cpp
+  hitachi_plugin_nodes.cpp
   hitachi_plugin_pairs.cpp
   hitachi_plugin_ready.cpp
   hitachi_plugin_select.cpp
