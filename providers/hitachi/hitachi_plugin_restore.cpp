@@ -1,5 +1,4 @@
 // Restore: copy snapshots back onto their sources and split them again.
-#include <map>
 #include <string>
 #include <vector>
 
@@ -47,19 +46,6 @@ SHitachiVirtualDisk& workingRecord(std::vector<SHitachiVirtualDisk>& list, long 
   return list[static_cast<size_t>(i)];
 }
 
-// The command device the plugin talks to the array `enclosureId` through.
-// An array without one (not seen by this host) is refused, not addressed.
-CFiSmartPtr<SCmdInfo> commandDeviceFor(const std::map<std::string, CFiSmartPtr<SCmdInfo>>& devices,
-                                       const std::string& enclosureId) {
-  auto found = devices.find(enclosureId);
-  if (found == devices.end() || found->second.get() == nullptr) {
-    HITACHI_TRACE(FI_TRACE_ERROR, "CHitachiPlugin::restore : no command device for enclosure '%s'",
-                  enclosureId.c_str());
-    throwInvalidInput("no command device for enclosure '" + enclosureId + "'", __FILE__, __LINE__);
-  }
-  return found->second;
-}
-
 }  // namespace
 
 int CHitachiPlugin::restore(frim_objid** sources, frim_objid** snapshots, long count, char*, char*, char***,
@@ -84,13 +70,13 @@ int CHitachiPlugin::restore(frim_objid** sources, frim_objid** snapshots, long c
         continue;
       CFiUdid a(source->name);
       CFiUdid b(snapshot->name);
-      vdisks.push_back(m_cmdIntf.getLUNInfo(commandDeviceFor(m_cmdDevices, a.getEnclosureId()),
-                                            a.getDeviceId(), b.getDeviceId()));
+      vdisks.push_back(
+          m_cmdIntf.getLUNInfo(commandDeviceOf(a.getEnclosureId()), a.getDeviceId(), b.getDeviceId()));
       vdiskCopies.push_back(
-          m_cmdIntf.getLUNInfo(commandDeviceFor(m_cmdDevices, b.getEnclosureId()), b.getDeviceId(), false));
+          m_cmdIntf.getLUNInfo(commandDeviceOf(b.getEnclosureId()), b.getDeviceId(), false));
       // Kept: the working records are taken by entry index, not by how many
       // were read; callers pass no null entries.
-      const int rc = syncPair(commandDeviceFor(m_cmdDevices, a.getEnclosureId()), workingRecord(vdisks, i),
+      const int rc = syncPair(commandDeviceOf(a.getEnclosureId()), workingRecord(vdisks, i),
                               workingRecord(vdiskCopies, i), true);
       if (rc != 0) {
         HITACHI_TRACE(FI_TRACE_ERROR, "syncPair failed");
@@ -105,7 +91,7 @@ int CHitachiPlugin::restore(frim_objid** sources, frim_objid** snapshots, long c
     for (long j = 0; j < count;) {
       CFiUdid udid;
       udid.parse(udidTextOf(entryOf(sources, j)));
-      CFiSmartPtr<SCmdInfo> cmd = commandDeviceFor(m_cmdDevices, udid.getEnclosureId());
+      CFiSmartPtr<SCmdInfo> cmd = commandDeviceOf(udid.getEnclosureId());
       SHitachiVirtualDisk& vdisk = workingRecord(vdisks, j);
       SHitachiVirtualDisk& vdiskCopy = workingRecord(vdiskCopies, j);
       const int status = m_cmdIntf.getPairStatus(cmd, vdisk, vdiskCopy, true);

@@ -303,15 +303,15 @@ INSTANTIATE_TEST_SUITE_P(
                     "enclosure id '410001'. pair status 'STAT_RCPY'.",
                     0,
                     4},
-        FailureCase{
-            "ArrayNotSeenByThisHost",
-            {{"UDID##HITACHI##HDS##999999##256", kSnap512}},
-            nullptr,
-            "CHitachiPlugin::restore : no command device for enclosure '999999'",
-            "MSG_ERROR_HITACHI_INVALID_INPUT: API call restore has got invalid input due to reason no "
-            "command device for enclosure '999999'.",
-            0,
-            4},
+        FailureCase{"ArrayNotSeenByThisHost",
+                    {{"UDID##HITACHI##HDS##999999##256", kSnap512}},
+                    nullptr,
+                    "",
+                    "MSG_ERROR_HITACHI_COMMAND_FAILED: API call attachcmddev on enclosure 999999 failed with "
+                    "error -1 "
+                    "due to no command device of this array is known on this host.",
+                    0,
+                    4},
         FailureCase{
             "SourceNameIsNoDeviceId",
             {{"disk256", kSnap512}},
