@@ -35,24 +35,20 @@ struct WalkCase {
   std::vector<std::pair<std::string, std::string>> pairs;
   std::vector<PairRef> arrayPairs;  // the pairs restored, in entry order
   const char* copyReads;
-  std::function<void(PluginOnSimulator&)> before;
+  int startStatus;    // the first pair's status before the call; 0: as modelled
   const char* reads;  // the traced status reads of the call, in order
   int resyncs, splits;
 };
 
 void PrintTo(const WalkCase& c, std::ostream* out) { *out << c.name; }
 
-class RestoreWalk : public PluginOnSimulator, public ::testing::WithParamInterface<WalkCase> {
- public:
-  // Gives the fixture's members to a case's setup.
-  SimControl& simulator() { return sim; }
-  rmsim::Simulator& model() { return rm; }
-};
+class RestoreWalk : public PluginOnSimulator, public ::testing::WithParamInterface<WalkCase> {};
 
 TEST_P(RestoreWalk, EachPairIsCopiedBackAndLeftSplit) {
   const WalkCase& c = GetParam();
   rm.setSetting("copy_reads", c.copyReads);
-  if (c.before) c.before(*this);
+  const PairRef& first = c.arrayPairs.front();
+  if (c.startStatus) sim.setPairStatus(first.serial, first.pvol, first.mu, c.startStatus);
   sim.clearJournal();
   sim.resetCounters();
   ASSERT_EQ(0, plugin->restore(c.pairs));
@@ -76,74 +72,28 @@ TEST_P(RestoreWalk, EachPairIsCopiedBackAndLeftSplit) {
   EXPECT_TRUE(plugin->takeMessages().empty());
 }
 
-void setStatus(PluginOnSimulator& t, int status) {
-  static_cast<RestoreWalk&>(t).simulator().setPairStatus(410001, 256, 0, status);
-}
+const std::pair<std::string, std::string> kPair257 = {"UDID##HITACHI##HDS##410001##257",
+                                                      "UDID##HITACHI##HDS##410001##513"};
+const std::pair<std::string, std::string> kPair300 = {"UDID##HP##XP##520002##300",
+                                                      "UDID##HP##XP##520002##600"};
 
-// Start reads of an entry: the pair's mirror unit found (one read per unit
-// tried), then its status. Each completion read of a copy not yet ended is
-// RCPY; the read that ends it is PAIR and the pair is split; the next read
-// finds PSUS.
-INSTANTIATE_TEST_SUITE_P(
-    Restore, RestoreWalk,
-    ::testing::Values(WalkCase{"SplitShadowImagePair",
-                               {{kSource256, kSnap512}},
-                               {{410001, 256, 0}},
-                               "2",
-                               nullptr,
-                               "PSUS PSUS RCPY PAIR PSUS",
-                               1,
-                               1},
-                      WalkCase{"CopyEndingWithinTheResync",
-                               {{kSource256, kSnap512}},
-                               {{410001, 256, 0}},
-                               "0",
-                               nullptr,
-                               "PSUS PSUS PAIR PSUS",
-                               1,
-                               1},
-                      WalkCase{"CopyOfFiveReads",
-                               {{kSource256, kSnap512}},
-                               {{410001, 256, 0}},
-                               "5",
-                               nullptr,
-                               "PSUS PSUS RCPY RCPY RCPY RCPY PAIR PSUS",
-                               1,
-                               1},
-                      WalkCase{"CopyOnWritePairAtMirrorUnit3",
-                               {{"UDID##HITACHI##HDS##410001##259", "UDID##HITACHI##HDS##410001##770"}},
-                               {{410001, 259, 3}},
-                               "2",
-                               nullptr,
-                               "SMPL SMPL SMPL PSUS PSUS RCPY PAIR PSUS",
-                               1,
-                               1},
-                      WalkCase{"PairInSyncIsOnlySplit",
-                               {{"UDID##HITACHI##HDS##410001##257", "UDID##HITACHI##HDS##410001##513"}},
-                               {{410001, 257, 0}},
-                               "2",
-                               nullptr,
-                               "PAIR PAIR PAIR PSUS",
-                               0,
-                               1},
-                      WalkCase{"ReverseCopyAlreadyRunningIsWaitedFor",
-                               {{kSource256, kSnap512}},
-                               {{410001, 256, 0}},
-                               "4",
-                               [](PluginOnSimulator& t) { setStatus(t, 7); },
-                               "RCPY RCPY RCPY PAIR PSUS",
-                               0,
-                               1},
-                      WalkCase{"TwoArraysEachPairInTurn",
-                               {{kSource256, kSnap512},
-                                {"UDID##HP##XP##520002##300", "UDID##HP##XP##520002##600"}},
-                               {{410001, 256, 0}, {520002, 300, 0}},
-                               "2",
-                               nullptr,
-                               "PSUS PSUS PSUS PSUS RCPY PAIR PSUS RCPY PAIR PSUS",
-                               2,
-                               2}),
+// Start reads of an entry: the pair's mirror unit found, then its status.
+// Each completion read of a copy not yet ended is RCPY; the read that ends
+// it is PAIR and the pair is split; the next read finds PSUS.
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Restore, RestoreWalk, ::testing::Values(
+    WalkCase{"SplitShadowImagePair", {{kSource256, kSnap512}}, {{410001, 256, 0}}, "2", 0,
+             "PSUS PSUS RCPY PAIR PSUS", 1, 1},
+    WalkCase{"CopyOfFiveReads", {{kSource256, kSnap512}}, {{410001, 256, 0}}, "5", 0,
+             "PSUS PSUS RCPY RCPY RCPY RCPY PAIR PSUS", 1, 1},
+    WalkCase{"PairInSyncIsOnlySplit", {kPair257}, {{410001, 257, 0}}, "2", 0,
+             "PAIR PAIR PAIR PSUS", 0, 1},
+    WalkCase{"ReverseCopyAlreadyRunningIsWaitedFor", {{kSource256, kSnap512}}, {{410001, 256, 0}}, "4", 7,
+             "RCPY RCPY RCPY PAIR PSUS", 0, 1},
+    WalkCase{"TwoArraysEachPairInTurn", {{kSource256, kSnap512}, kPair300}, {{410001, 256, 0}, {520002, 300, 0}},
+             "2", 0, "PSUS PSUS PSUS PSUS RCPY PAIR PSUS RCPY PAIR PSUS", 2, 2}),
     [](const ::testing::TestParamInfo<WalkCase>& info) { return std::string(info.param.name); });
+// clang-format on
 
 class RestoreRequest : public PluginOnSimulator {};
 
@@ -194,7 +144,7 @@ TEST_F(RestoreRequest, PollOnAPairThatNeverSplitsEndsOnlyWithAFailingStatusRead)
   }
 }
 
-TEST_F(RestoreRequest, FlagsWithoutStartPartialOrDefaultAreRefusedBeforeAnyArrayCall) {
+TEST_F(RestoreRequest, FlagsWithoutStartPartialOrDefaultAndEmptyRequestsMakeNoArrayCall) {
   struct Flags {
     long flags;
     int result;
@@ -215,22 +165,20 @@ TEST_F(RestoreRequest, FlagsWithoutStartPartialOrDefaultAreRefusedBeforeAnyArray
       EXPECT_EQ(1, sim.calls("pairsplit"));
     }
   }
-}
-
-TEST_F(RestoreRequest, NothingToRestoreMakesNoArrayCall) {
   sim.resetCounters();
-  EXPECT_EQ(0, plugin->restore({}));
+  EXPECT_EQ(0, plugin->restore({}));  // nothing to restore
   EXPECT_EQ(0, sim.totalCalls());
 }
 
 struct FailureCase {
   const char* name;
   std::vector<std::pair<std::string, std::string>> pairs;
-  std::function<void(SimControl&, rmsim::Simulator&)> before;
-  const char* error;    // the level 1 trace expected, or ""
-  const char* message;  // the start of the one reported message, or "" for none
-  int resyncs;          // made before the failure
-  int status256;        // the status of pair 256 (MU 0) afterwards
+  int pvol, status;       // the pair of this primary (410001, MU 0) set to `status` first; 0: none
+  const char* extraLine;  // added to the default model
+  const char* error;      // the level 1 trace expected, or ""
+  const char* message;    // the start of the one reported message, or "" for none
+  int resyncs;            // made before the failure
+  int status256;          // the status of pair 256 (MU 0) afterwards
 };
 
 void PrintTo(const FailureCase& c, std::ostream* out) { *out << c.name; }
@@ -239,7 +187,9 @@ class RestoreFailure : public PluginOnSimulator, public ::testing::WithParamInte
 
 TEST_P(RestoreFailure, EndsWith6AndSaysWhy) {
   const FailureCase& c = GetParam();
-  if (c.before) c.before(sim, rm);
+  if (*c.extraLine) sim.loadModel(rmsim::Simulator::defaultModel() + c.extraLine);
+  rm.setSetting("copy_reads", "10");  // a copy set running outlasts the call
+  if (c.status) sim.setPairStatus(410001, c.pvol, 0, c.status);
   sim.resetCounters();
   EXPECT_EQ(6, plugin->restore(c.pairs));
   if (*c.error) {
@@ -257,70 +207,25 @@ TEST_P(RestoreFailure, EndsWith6AndSaysWhy) {
   EXPECT_EQ(c.status256, sim.pairStatus(410001, 256, 0));
 }
 
-const std::pair<std::string, std::string> kPair257 = {"UDID##HITACHI##HDS##410001##257",
-                                                      "UDID##HITACHI##HDS##410001##513"};
-
-INSTANTIATE_TEST_SUITE_P(
-    Restore, RestoreFailure,
-    ::testing::Values(
-        FailureCase{"ForwardCopyRunning",
-                    {{kSource256, kSnap512}},
-                    [](SimControl& s, rmsim::Simulator& r) {
-                      r.setSetting("copy_reads", "10");
-                      s.setPairStatus(410001, 256, 0, 2);
-                    },
-                    "syncPair failed",
-                    "",
-                    0,
-                    2},
-        FailureCase{"PairSuspendedByError",
-                    {{kSource256, kSnap512}},
-                    [](SimControl& s, rmsim::Simulator&) { s.setPairStatus(410001, 256, 0, 5); },
-                    "pair staus is bad. vdisk '256' vdisk Copy '512'. staus '5'.",
-                    "",
-                    0,
-                    5},
-        // Pairs already started stay in reverse copy.
-        FailureCase{"SecondPairCopyingAfterTheFirstWasStarted",
-                    {{kSource256, kSnap512}, kPair257},
-                    [](SimControl& s, rmsim::Simulator& r) {
-                      r.setSetting("copy_reads", "10");
-                      s.setPairStatus(410001, 257, 0, 2);
-                    },
-                    "syncPair failed",
-                    "",
-                    1,
-                    7},
-        // A simplex mirror unit names no partner (LDEV 0), so restoring
-        // onto LDEV 0 finds the source simplex.
-        FailureCase{"SnapshotNotPartneredWithTheSource",
-                    {{kSource256, "UDID##HITACHI##HDS##410001##0"}},
-                    [](SimControl& s, rmsim::Simulator&) {
-                      s.loadModel(rmsim::Simulator::defaultModel() + "ldev 410001 0\n");
-                    },
-                    "pair staus is bad. vdisk '256' vdisk Copy '0'. staus '1'.",
-                    "MSG_ERROR_HITACHI_BAD_PAIR_STATUS: Bad status of pair. vdisk '256'. vdisk Copy '0'. "
-                    "enclosure id '410001'. pair status 'STAT_RCPY'.",
-                    0,
-                    4},
-        FailureCase{"ArrayNotSeenByThisHost",
-                    {{"UDID##HITACHI##HDS##999999##256", kSnap512}},
-                    nullptr,
-                    "",
-                    "MSG_ERROR_HITACHI_COMMAND_FAILED: API call attachcmddev on enclosure 999999 failed with "
-                    "error -1 "
-                    "due to no command device of this array is known on this host.",
-                    0,
-                    4},
-        FailureCase{
-            "SourceNameIsNoDeviceId",
-            {{"disk256", kSnap512}},
-            nullptr,
-            "",
-            "MSG_ERROR_UDID_PARSING_EXCEPTION: The device id 'disk256' could not be parsed (error 2).",
-            0,
-            4}),
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Restore, RestoreFailure, ::testing::Values(
+    FailureCase{"ForwardCopyRunning", {{kSource256, kSnap512}}, 256, 2, "", "syncPair failed", "", 0, 2},
+    // Pairs already started stay in reverse copy.
+    FailureCase{"SecondPairCopyingAfterTheFirstWasStarted", {{kSource256, kSnap512}, kPair257}, 257, 2, "",
+                "syncPair failed", "", 1, 7},
+    // A simplex mirror unit names no partner (LDEV 0), so restoring onto
+    // LDEV 0 finds the source simplex.
+    FailureCase{"SnapshotNotPartneredWithTheSource", {{kSource256, "UDID##HITACHI##HDS##410001##0"}}, 0, 0,
+                "ldev 410001 0\n", "pair staus is bad. vdisk '256' vdisk Copy '0'. staus '1'.",
+                "MSG_ERROR_HITACHI_BAD_PAIR_STATUS: Bad status of pair. vdisk '256'. vdisk Copy '0'. "
+                "enclosure id '410001'. pair status 'STAT_RCPY'.", 0, 4},
+    FailureCase{"ArrayNotSeenByThisHost", {{"UDID##HITACHI##HDS##999999##256", kSnap512}}, 0, 0, "", "",
+                "MSG_ERROR_HITACHI_COMMAND_FAILED: API call attachcmddev on enclosure 999999 failed with error -1 "
+                "due to no command device of this array is known on this host.", 0, 4},
+    FailureCase{"SourceNameIsNoDeviceId", {{"disk256", kSnap512}}, 0, 0, "", "",
+                "MSG_ERROR_UDID_PARSING_EXCEPTION: The device id 'disk256' could not be parsed (error 2).", 0, 4}),
     [](const ::testing::TestParamInfo<FailureCase>& info) { return std::string(info.param.name); });
+// clang-format on
 
 // Callers pass no null entries; when one does, the entries after it are
 // refused rather than restored from the wrong records.
