@@ -156,7 +156,8 @@ typedef enum zfi_op_providerstate {
   ZFI_SET_PROVIDERSTATE = 0,
   ZFI_GET_PROVIDERSTATE = 1,
   ZFI_PS_SET = ZFI_SET_PROVIDERSTATE,
-  ZFI_PS_GET = ZFI_GET_PROVIDERSTATE
+  ZFI_PS_GET = ZFI_GET_PROVIDERSTATE,
+  ZFI_PROVIDERSTATE_ANY = 0x7fffffff /* the type holds any int a framework may send */
 } zfi_op_providerstate;
 
 /*
