@@ -138,7 +138,8 @@ int runCall(Db& db, ErrorBook& errors, const char* function, cmddevinfo* info, c
     entry.result = rc;
     appendJournal(db, entry);
     // Committed whether or not the call failed: the count, the journal and
-    // a used-up fault stand; a failing body changes nothing else.
+    // a used-up fault stand; a failing body changes nothing else, a request
+    // carried out under a fault keeps what it did.
     tx.commit();
     return rc;
   } catch (const std::exception& e) {
