@@ -10,25 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "host_node.h"
 #include "rmsim.h"
 #include "zfi.h"
-
-// One framework node as a host builds it: the object id's name equals the
-// node's name (the plugin keys private data by it).
-struct HostNode {
-  HostNode(const std::string& nodeName, const std::string& fimName);
-  HostNode(const HostNode&) = delete;
-  HostNode& operator=(const HostNode&) = delete;
-
-  std::string name;
-  std::string fim;
-  std::string altName;
-  frim_objid objid{};
-  frim_objid altObjid{};
-  zfi_domain domain{};
-  zfi_domain alt{};
-  zfi_splitnode split{};
-};
 
 // A message the plugin reported: id and arguments ("S:text" / "I:number").
 struct HostMessage {
