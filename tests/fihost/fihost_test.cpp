@@ -1,7 +1,6 @@
 // fihost's binary run against the simulator: usage, devices, instances,
-// check's host-side problems, JSON documents, state files and restore's
-// confirmation. Cases marked DISABLED_ need the plugin's snapshot and restore
-// operations and the simulator's LDEV data.
+// check's findings, JSON documents, state files, restore's confirmation, and
+// snapshot and restore round trips on the simulator's LDEV data.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -265,7 +264,7 @@ TEST(FihostCheck, AHealthyHostPassesInTextAndJson) {
 }
 
 // A device check of each problem a select meets, and of a ready device.
-TEST(FihostCheck, DISABLED_FindsEachDeviceProblemWithAHint) {
+TEST(FihostCheck, FindsEachDeviceProblemWithAHint) {
   SimHost healthy(kModel);
   json ok = parsed(healthy.fihost({"--json", "check", "/dev/sdc"}));
   const json& device = ok["devices"][0];
@@ -388,7 +387,7 @@ TEST_F(FihostRestore, UnconfirmedRestoreChangesNothing) {
 
 // The main job: data written, snapshot in one process, source changed,
 // restore in another, and the source holds the snapshot's data again.
-TEST(FihostRoundTrip, DISABLED_SnapshotAndRestoreAcrossTwoProcessesForEachMethod) {
+TEST(FihostRoundTrip, SnapshotAndRestoreAcrossTwoProcessesForEachMethod) {
   const struct {
     const char* device;
     const char* method;
@@ -420,7 +419,7 @@ TEST(FihostRoundTrip, DISABLED_SnapshotAndRestoreAcrossTwoProcessesForEachMethod
   }
 }
 
-TEST(FihostRoundTrip, DISABLED_RestoreTimeoutStopsTheWaitAndReportsThePairsLeft) {
+TEST(FihostRoundTrip, RestoreTimeoutStopsTheWaitAndReportsThePairsLeft) {
   SimHost host(kModel);
   const std::string state = host.dir() + "/state.json";
   ASSERT_EQ(0, host.fihost({"snapshot", "--interval", "0", "--state", state, "/dev/sdc"}).status);
