@@ -331,6 +331,7 @@ TEST(FihostSnapshot, AnUnknownDeviceFailsBeforeThePluginIsTouched) {
   EXPECT_FALSE(doc["ok"].get<bool>());
   EXPECT_NE(std::string::npos, doc["error"].get<std::string>().find("UDID##VENDOR##PRODUCT##SERIAL##LDEV"));
   EXPECT_TRUE(doc["messages"].is_array());
+  EXPECT_EQ("snapshot", doc["command"]);
 }
 
 class FihostRestore : public ::testing::Test {

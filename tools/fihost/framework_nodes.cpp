@@ -42,7 +42,9 @@ int FrameworkSession::initNodes() {
   auto initNode = m_plugin.entry<int (*)(zfi_domain*, zfi_domain**, int, frim_objid*)>("init_node");
   for (FrameworkNode* node : m_nodes) {
     int rc = initNode(node->domain(), nullptr, 0, node->objid());
-    if (rc != 0) return rc;
+    // A plugin that keeps nothing per node answers "not supported"; the
+    // framework goes on without private data then, and so does fihost.
+    if (rc != 0 && rc != ZFI_E_NOT_SUPPORTED) return rc;
   }
   return 0;
 }

@@ -132,7 +132,9 @@ int main(int argc, char** argv) {
     if (restoreCmd->parsed()) return runRestore(context, restore);
   } catch (const Problem& problem) {
     if (context.asJson) {
-      emit(context, {{"ok", false}, {"error", problem.what()}, {"exit", problem.exitCode()}});
+      const std::string command = app.get_subcommands().empty() ? "" : app.get_subcommands()[0]->get_name();
+      emit(context,
+           {{"command", command}, {"ok", false}, {"error", problem.what()}, {"exit", problem.exitCode()}});
     } else {
       std::fprintf(stderr, "fihost: %s\n", problem.what());
     }

@@ -1,0 +1,127 @@
+// The files fihost shares with the plugin and with itself across processes:
+// the plugin's provider-state text, the state file, and the instance-number
+// files, which fihost and the plugin's own allocator must read alike.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "hitachi_instanceManager.h"
+#include "instance_files.h"
+#include "problem.h"
+#include "provider_state.h"
+#include "state_file.h"
+
+using namespace fihost;
+
+namespace {
+
+// Two records as the plugin writes them: the source with one pair, then its
+// snapshot with its own pair, whose node the source's reader also meets.
+const char kState[] =
+    "<VdiskList><Vdisk><DeviceId>256</DeviceId><EnclosureId>410001</EnclosureId><IsCmdDevice>0</IsCmdDevice>"
+    "<SupportTrueCopy>0</SupportTrueCopy><SupportShadowImage>1</SupportShadowImage>"
+    "<SupportSnapshot>0</SupportSnapshot><IsSnap>0</IsSnap><HostInfo><PortNo>3</PortNo><HostGroupNo>7</"
+    "HostGroupNo>"
+    "<HostGroupName>db1</HostGroupName></HostInfo><PairList><SnapPair><MUN>0</MUN><LUN>4</LUN><Status>3</"
+    "Status>"
+    "<SerialNo>0</SerialNo></SnapPair></PairList></Vdisk><Vdisk><DeviceId>512</DeviceId>"
+    "<EnclosureId>410001</EnclosureId><IsCmdDevice>0</IsCmdDevice><SupportTrueCopy>0</SupportTrueCopy>"
+    "<SupportShadowImage>0</SupportShadowImage><SupportSnapshot>1</SupportSnapshot><IsSnap>1</IsSnap>"
+    "<HostInfo><PortNo>0</PortNo><HostGroupNo>0</HostGroupNo><HostGroupName></HostGroupName></HostInfo>"
+    "<PairList></PairList></Vdisk></VdiskList>";
+
+class FihostFiles : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/fihost-formats.XXXXXX";
+    dir = ::mkdtemp(pattern);
+  }
+  void TearDown() override { std::filesystem::remove_all(dir); }
+  std::string dir;
+};
+
+TEST(FihostProviderState, ReadsTheSourceAndTheSnapshotRecord) {
+  ProviderState state = parseProviderState(kState);
+  EXPECT_EQ("256", state.source.deviceId);
+  EXPECT_EQ("410001", state.source.enclosureId);
+  EXPECT_TRUE(state.source.supportsShadowImage);
+  EXPECT_FALSE(state.source.supportsSnapshot);
+  EXPECT_EQ(3, state.source.port);
+  EXPECT_EQ(7, state.source.hostGroup);
+  EXPECT_EQ("db1", state.source.hostGroupName);
+  EXPECT_EQ("512", state.snapshot.deviceId);
+  EXPECT_TRUE(state.snapshot.isSnap);
+  EXPECT_TRUE(state.snapshot.hostGroupName.empty());
+}
+
+TEST(FihostProviderState, TextsThatAreNoProviderStateAreRefusedNotMisread) {
+  std::string onlySource = kState;
+  onlySource.erase(onlySource.find("<Vdisk><DeviceId>512"),
+                   onlySource.find("</VdiskList>") - onlySource.find("<Vdisk><DeviceId>512"));
+  std::string badTruth = kState;
+  badTruth.replace(badTruth.find("<IsSnap>1"), 9, "<IsSnap>x");
+  for (const std::string& text : {std::string(), std::string("<Vdisk></Vdisk>"), onlySource, badTruth,
+                                  std::string(kState).substr(0, 200)})
+    EXPECT_THROW(parseProviderState(text), Problem) << text;
+}
+
+TEST_F(FihostFiles, StateFileKeepsEveryFieldAndTheProviderStateVerbatim) {
+  StateFile written;
+  written.created = "2026-11-23T17:00:00Z";
+  written.session = "fihost-1-2";
+  written.snapshots.push_back({"/dev/sdc", "<hitachifi>UDID##A##B##1##2", "UDID##A##B##1##2",
+                               "UDID##A##B##1##9", "HPXP_Snapshot", std::string(kState) + "\"\\\n\t"});
+  const std::string path = dir + "/state.json";
+  writeStateFile(path, written);
+  StateFile read = readStateFile(path);
+  EXPECT_EQ(written.created, read.created);
+  EXPECT_EQ(written.session, read.session);
+  ASSERT_EQ(1u, read.snapshots.size());
+  const SnapshotEntry &a = written.snapshots[0], &b = read.snapshots[0];
+  EXPECT_EQ(std::tie(a.device, a.node, a.source, a.snapshot, a.method, a.providerState),
+            std::tie(b.device, b.node, b.source, b.snapshot, b.method, b.providerState));
+  EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(dir), std::filesystem::directory_iterator()))
+      << "the temporary file was left behind";
+  EXPECT_THROW(writeStateFile(dir + "/no/such/state.json", written), Problem);
+}
+
+// fihost takes numbers from the files the plugin's allocator creates and
+// uses, and each sees the other's holders.
+TEST_F(FihostFiles, InstanceNumbersAreSharedWithThePluginsAllocator) {
+  CInstanceManager::setMinMaxInstanceNo(601, 699);
+  CInstanceManager::setInstanceNoPath(dir);
+  int pluginNumber = -1;
+  CInstanceManager::getInstanceNo("UDID##HITACHI##HDS##410001##4095", pluginNumber);
+  ASSERT_EQ(601, pluginNumber);
+  {
+    HeldInstance fihostNumber(dir, "UDID##HITACHI##HDS##410001##4095");
+    EXPECT_EQ(602, fihostNumber.number());
+    std::vector<InstanceFile> files = readInstanceFiles(dir);
+    ASSERT_EQ(1u, files.size());
+    ASSERT_EQ(99u, files[0].records.size());
+    EXPECT_EQ(601, files[0].records.front().number);
+    EXPECT_EQ(699, files[0].records.back().number);
+    EXPECT_EQ(97, files[0].freeCount());
+    EXPECT_EQ(::getpid(), files[0].records[1].holder);
+    int next = -1;
+    CInstanceManager::getInstanceNo("UDID##HITACHI##HDS##410001##4095", next);
+    EXPECT_EQ(603, next);
+    CInstanceManager::releaseInstanceNo("UDID##HITACHI##HDS##410001##4095", next);
+  }
+  EXPECT_EQ(98, readInstanceFiles(dir)[0].freeCount()) << "fihost's number was not given back";
+
+  // A file fihost creates first is one the plugin's allocator uses as its own.
+  HeldInstance first(dir, "UDID##HP##XP##520002##4095");
+  EXPECT_EQ(601, first.number());
+  int plugin = -1;
+  CInstanceManager::getInstanceNo("UDID##HP##XP##520002##4095", plugin);
+  EXPECT_EQ(602, plugin);
+  struct stat info {};
+  ASSERT_EQ(0, ::stat((dir + "/UDID##HP##XP##520002##4095").c_str(), &info));
+  EXPECT_EQ(99 * 8, info.st_size);
+}
+
+}  // namespace
