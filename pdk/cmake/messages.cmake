@@ -23,6 +23,7 @@ add_custom_command(
   VERBATIM)
 set_source_files_properties(${_msg_c} ${_msg_size_c} PROPERTIES GENERATED TRUE COMPILE_OPTIONS "-w")
 pdk_add_family(pdk_messages
+  src/cfierror.cpp
   src/cfimessage.cpp
   src/cfimessagecatalog.cpp
   src/cfierrormanager.cpp

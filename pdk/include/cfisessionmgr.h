@@ -22,8 +22,12 @@ class CFiSplitNode {
   CFiSplitNode() = default;
   CFiSplitNode(const ACE_CString& name, const std::string& fimName) : m_name(name), m_fimName(fimName) {}
 
-  // The object-id text that make returns for the node: its name.
-  std::string getObjectIdText() const { return std::string(m_name.c_str(), m_name.length()); }
+  // The object-id text that make returns for the node: the snapshot's name
+  // once make has set it, the node's own name before.
+  std::string getObjectIdText() const {
+    const ACE_CString& text = m_secondName.length() != 0 ? m_secondName : m_name;
+    return std::string(text.c_str(), text.length());
+  }
 
   ACE_CString m_name;        // the framework node's name (its UDID text)
   ACE_CString m_secondName;  // the snapshot's name, set by make
@@ -51,7 +55,9 @@ class CFiSession : public virtual CFiRefCount, public virtual CFiTraceable {
   // Adds each node not yet in the session (name from the node record, FIM
   // name from the split node's first member). Nodes already present keep
   // their flags and second name. Null entries and nodes without a name are
-  // passed over.
+  // passed over. A node that has no private data yet gets it from the
+  // factory registered with the private data manager (none registered:
+  // none given), so that the operations find it by the node's name.
   void addNodes(zfi_splitnode** nodes, int count);
 
   // Copies of the nodes whose flag for `phase` (FI_PHASE_*) is 0, in key
@@ -78,7 +84,8 @@ using CFiSessionPtr = CFiSmartPtr<CFiSession, CFiNullAllocator<CFiSession>>;
 //
 // A long-running host starts many jobs, so sessions are not kept forever:
 // the manager keeps at most kMaxSessions, and getSession for a new id
-// forgets the least recently used one when the table is full. A session that
+// forgets the least recently used one when the table is full (traced at
+// level 2 with its id). A session that
 // someone still holds survives being forgotten until it is released. A
 // framework that knows a job has ended can call forgetSession at once.
 class CFiSessionManager : public virtual CFiRefCount, public virtual CFiTraceable {

@@ -1,6 +1,7 @@
 // Kit defaults of every framework operation a plugin does not override.
 #include "cfipluginbase.h"
 
+#include "cficontextsingleton.h"
 #include "cfierrormanager.h"
 #include "cfimessagecatalog.h"
 #include "cfiprivatedatamgr.h"
@@ -252,9 +253,28 @@ int CFiPluginBase::deportTree(zfi_domain*, zfi_domain*, zfi_accessnode*) { retur
 int CFiPluginInterposer::importTreeNode(zfi_domain*, frim_objid**, frim_objid**, int, frim_objid**) {
   return ZFI_E_NOT_SUPPORTED;
 }
-int CFiPluginInterposer::initNode(zfi_domain*, zfi_domain**, int, frim_objid*) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginInterposer::initAltNode(zfi_domain*, zfi_domain*, zfi_domain*, bool) {
-  return ZFI_E_NOT_SUPPORTED;
+// Node initialisation gives the node its private data before any snapshot
+// operation needs it: 0, 3 without a node, 5 when it cannot be had (no
+// factory registered: the plugin was not initialised).
+namespace {
+
+int allocateFor(const CFiPrivateDataManagerPtr& manager, zfi_domain* node, bool isAltNode) {
+  if (node == nullptr) return ZFI_E_INVALID;
+  CFiPrivateDataManagerPtr registered =
+      manager ? manager : CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false);
+  const CFiPrivateDataFactoryPtr& factory = registered->getFactory();
+  if (!factory || !factory->allocate(node, isAltNode)) return ZFI_E_NO_PRIVDATA;
+  return ZFI_OK;
+}
+
+}  // namespace
+
+int CFiPluginInterposer::initNode(zfi_domain* node, zfi_domain**, int, frim_objid*) {
+  return allocateFor(getPrivateDataManager(), node, false);
+}
+// The second node is the alternate (snapshot-side) one, local or remote.
+int CFiPluginInterposer::initAltNode(zfi_domain*, zfi_domain* altNode, zfi_domain*, bool) {
+  return allocateFor(getPrivateDataManager(), altNode, true);
 }
 int CFiPluginBase::reAccessTmpObj(zfi_domain*, frim_objid*, char*, zfi_domain*, char*, zfi_intent) {
   return ZFI_E_NOT_SUPPORTED;

@@ -1,17 +1,33 @@
 #include "cfisessionmgr.h"
 
 #include "cficontextsingleton.h"
+#include "cfiprivatedatamgr.h"
 
 namespace frim_pdk_4_4 {
 
 CFiSession::CFiSession(const std::string& id) : m_id(id) {}
 CFiSession::~CFiSession() = default;
 
+namespace {
+
+// The factory the plugin registered for its nodes' private data; empty
+// before the plugin's init.
+CFiPrivateDataFactoryPtr privateDataFactory() {
+  CFiPrivateDataManagerPtr manager =
+      CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false);
+  return manager->getFactory();
+}
+
+}  // namespace
+
 void CFiSession::addNodes(zfi_splitnode** nodes, int count) {
   if (nodes == nullptr) return;
+  CFiPrivateDataFactoryPtr factory = privateDataFactory();
   for (int i = 0; i < count; ++i) {
     zfi_splitnode* split = nodes[i];
     if (split == nullptr || split->node == nullptr || split->node->name == nullptr) continue;
+    // allocate() keeps what the node already has.
+    if (factory) factory->allocate(split->node, false);
     std::string name(split->node->name);
     if (m_nodes.count(name) != 0) continue;
     m_nodes.emplace(name, CFiSplitNode(ACE_CString(name.c_str()), split->fim_name ? split->fim_name : ""));
@@ -69,6 +85,11 @@ CFiSessionPtr CFiSessionManager::getSession(char const* id) {
     for (auto it = m_sessions.begin(); it != m_sessions.end(); ++it) {
       if (it->second->lastUse() < oldest->second->lastUse()) oldest = it;
     }
+    CFiTraceLogPtr log =
+        m_traceLog ? m_traceLog : CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(false);
+    log->trace(FI_TRACE_WARNING,
+               "CFiSessionManager::getSession : session table full, forgetting session '%s'",
+               oldest->first.c_str());
     m_sessions.erase(oldest);
   }
   CFiSessionPtr session(new CFiSession(key));

@@ -12,14 +12,28 @@
 
 using namespace frim_pdk_4_4;
 
-namespace {
-
-icu::Formattable text(const std::string& value) {
+icu::Formattable messageText(const std::string& value) {
   return icu::Formattable(icu::UnicodeString::fromUTF8(value));
 }
-icu::Formattable number(int value) { return icu::Formattable(static_cast<int32_t>(value)); }
+icu::Formattable messageNumber(int value) { return icu::Formattable(static_cast<int32_t>(value)); }
+
+namespace {
+
+void pushMessage(const char* id, const std::vector<icu::Formattable>& args, int line) {
+  CFiMessagePtr message(new CFiIcuMessage(id, args.data(), static_cast<int>(args.size()),
+                                          static_cast<zfi_eseverity>(3), HITACHI_CLIERROR_HEADER, line));
+  CFiErrorManagerPtr errors = CFiContextSingleton<CFiErrorManager, FI_PLUGIN_NAME>::instance(false);
+  errors->pushError(message);
+}
+
+icu::Formattable text(const std::string& value) { return messageText(value); }
+icu::Formattable number(int value) { return messageNumber(value); }
 
 }  // namespace
+
+void pushHitachiMessage(const char* id, const std::vector<icu::Formattable>& args) {
+  pushMessage(id, args, HITACHI_CLIERROR_LINE_OTHER);
+}
 
 void CHitachiException::push() const {
   const char* id = nullptr;
@@ -57,8 +71,5 @@ void CHitachiException::push() const {
     default:
       return;
   }
-  CFiMessagePtr message(new CFiIcuMessage(id, args.data(), static_cast<int>(args.size()),
-                                          static_cast<zfi_eseverity>(3), HITACHI_CLIERROR_HEADER, line));
-  CFiErrorManagerPtr errors = CFiContextSingleton<CFiErrorManager, FI_PLUGIN_NAME>::instance(false);
-  errors->pushError(message);
+  pushMessage(id, args, line);
 }

@@ -1,7 +1,10 @@
 #ifndef HITACHI_EXCEPTION_H
 #define HITACHI_EXCEPTION_H
 
+#include <unicode/fmtable.h>
+
 #include <string>
+#include <vector>
 
 // Kinds of CHitachiException, and the message each is reported as.
 enum : int {
@@ -38,5 +41,12 @@ class CHitachiException {
   std::string m_vdiskCopy;
   std::string m_pairStatus;
 };
+
+// Reports message `id` of the plugin's catalog with `args` (severity 3) on the
+// error manager, for failures that are not a CHitachiException.
+void pushHitachiMessage(const char* id, const std::vector<icu::Formattable>& args);
+// Message arguments: a UTF-8 text, an integer.
+icu::Formattable messageText(const std::string& value);
+icu::Formattable messageNumber(int value);
 
 #endif

@@ -1,5 +1,8 @@
 #include "hitachi_plugin.h"
 
+#include "cficontextsingleton.h"
+#include "cfiprivatedatamgr.h"
+
 // Constructed in this order before any entry point runs, destroyed in the
 // reverse order at process exit.
 ACE_CString cfi_pgn_name_tstr("hitachifi");
@@ -12,27 +15,8 @@ using namespace frim_pdk_4_4;
 
 CHitachiPlugin::CHitachiPlugin() = default;
 
-// The snapshot operations below answer with the kit's behaviour until the
-// array work behind them is in place.
-int CHitachiPlugin::makeSnapshots(CFiSessionPtr& session) {
-  return CFiPluginInterposer::makeSnapshots(session);
-}
-int CHitachiPlugin::prepareSnapshots(CFiSessionPtr& session) {
-  return CFiPluginInterposer::prepareSnapshots(session);
-}
-int CHitachiPlugin::selectSnapshots(CFiSessionPtr& session) {
-  return CFiPluginInterposer::selectSnapshots(session);
-}
-int CHitachiPlugin::isReady(char* fimName, zfi_splitnode** nodes, int count) {
-  return CFiPluginInterposer::isReady(fimName, nodes, count);
-}
-int CHitachiPlugin::processProviderState(zfi_domain* node, zfi_blob* block, zfi_op_providerstate op) {
-  return CFiPluginInterposer::processProviderState(node, block, op);
-}
-int CHitachiPlugin::restore(frim_objid** sources, frim_objid** snapshots, long count, char* a, char* b,
-                            char*** out, long* outCount, long flags, long* status) {
-  return CFiPluginInterposer::restore(sources, snapshots, count, a, b, out, outCount, flags, status);
-}
-int CHitachiPlugin::importNode(ACE_CString, std::vector<ACE_CString>, bool, bool, bool, int) {
-  return ZFI_E_NOT_SUPPORTED;
+CFiPrivateDataFactoryPtr CHitachiPlugin::privateDataFactory() {
+  CFiPrivateDataManagerPtr manager =
+      CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false);
+  return manager->getFactory();
 }

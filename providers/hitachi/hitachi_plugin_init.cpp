@@ -125,6 +125,8 @@ int CHitachiPlugin::delayedInit() {
 }
 
 void CHitachiPlugin::releaseCmdInfo(SCmdInfoPtr& cmd) {
+  // A lookup of an enclosure without a command device leaves an empty entry.
+  if (!cmd) return;
   std::free(cmd->cmddev);
   cmd->cmddev = nullptr;
   ::operator delete(cmd->info);

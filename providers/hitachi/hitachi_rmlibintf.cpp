@@ -220,6 +220,17 @@ void CHitachiCommandIntf::reportFailure(cmddevinfo* info, const char* failedLine
 
 bool CHitachiCommandIntf::attachCmd(SCmdInfoPtr cmd) {
   HITACHI_TRACE_FUNCTION("CHitachiCommandIntf::attachCmd");
+  if (!cmd) {
+    // No command device for the array: a clear failure, not a null block.
+    CHitachiException e;
+    e.m_kind = HITACHI_EXC_COMMAND;
+    e.m_errorNumber = -1;
+    e.m_reason = "no command device";
+    e.m_apiName = "attachcmddev";
+    e.m_file = __FILE__;
+    e.m_line = __LINE__;
+    throw e;
+  }
   if (cmd->attached) return true;
   int number = -1;
   try {
@@ -242,7 +253,7 @@ bool CHitachiCommandIntf::attachCmd(SCmdInfoPtr cmd) {
 
 int CHitachiCommandIntf::detachCmd(SCmdInfoPtr cmd) {
   HITACHI_TRACE_FUNCTION("CHitachiCommandIntf::detachCmd");
-  if (!cmd->attached) return 0;
+  if (!cmd || !cmd->attached) return 0;
   int rc = ShadowImage_call_detachcmddev(cmd->info);
   if (rc != 0)
     reportFailure(cmd->info, " detachcmddev failed.", rc, "detachcmddev", HITACHI_EXC_COMMAND, __FILE__,

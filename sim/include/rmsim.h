@@ -11,7 +11,9 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
+#include "rmsim_records.h"
 #include "svrrm.h"
 
 namespace rmsim {
@@ -59,8 +61,15 @@ class Simulator {
   // call) fail with `errorNumber`; `message` is then what getrmerrmsg returns.
   // Throws ModelError for a name that is not one of the eleven functions
   // (getrmerrmsg cannot fail), a zero error number or a count of 0 or below -1.
+  // Replaces every fault armed for that function.
   void setFault(const std::string& function, int errorNumber, const std::string& message, int count);
+  // Arms one more fault (FaultSpec); several may be armed at once, for one
+  // function too: a call meets the earliest armed one that triggers, and
+  // every armed fault it matches counts it. Throws ModelError for a request
+  // that cannot be a fault (sim/README.md).
+  void addFault(const FaultSpec& fault);
   void clearFaults();
+  void clearFaults(const std::string& function);  // only that function's
   // Suspends by error the pair of `ldev` at mirror unit `mu`: the pair it is
   // the primary of there, or the pair it is the secondary of (any `mu`).
   void suspendPair(int serial, int ldev, int mu, Suspend when);
@@ -74,7 +83,15 @@ class Simulator {
   // Calls of each RMLIB function since the last reset, failed calls included.
   std::map<std::string, int64_t> counters();
   int64_t counter(const std::string& function);
+  // The same, only the calls made by process `pid`.
+  std::map<std::string, int64_t> counters(int pid);
   void resetCounters();
+
+  // Every RMLIB call since the journal was last cleared, by every process,
+  // in the order the calls took the state's write lock. The journal keeps
+  // the latest 200000 calls.
+  std::vector<CallRecord> journal();
+  void clearJournal();
 
   // Settings (sim/README.md): "copy_reads", "copy_seconds", "latency_ms",
   // "version". Throws ModelError for an unknown key or a bad value.
@@ -102,7 +119,7 @@ class Simulator {
   int getldev(cmddevinfo* info, targdev* targ);
   int getrminfo(cmddevinfo* info, int ope, int ldev, int port, void* rminfo);
   // The text stays valid until the next failure on that command device in
-  // this Simulator object.
+  // this Simulator object. Null or "" while a fault asks for it.
   char* getrmerrmsg(cmddevinfo* info);
   int getrmver(int* version);
   int getdkclimit(cmddevinfo* info, dkc_limit* out);

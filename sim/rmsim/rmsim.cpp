@@ -23,9 +23,15 @@ const char kUsage[] =
     "HITACHIFI_SYSFS_ROOT)\n"
     "  pair SERIAL PVOL MU STATUS       set a pair's status (SMPL COPY PAIR PSUS PSUE PDUB RCPY UNKN)\n"
     "  suspend SERIAL LDEV MU [now|copy-end]   put the pair of LDEV into PSUE now or when its copy ends\n"
-    "  fault FUNCTION ERRNO COUNT [MESSAGE]    fail FUNCTION's next COUNT calls (-1: every call)\n"
+    "  fault FUNCTION ERRNO COUNT [MESSAGE] [OPTIONS]   fail FUNCTION's next COUNT calls (-1: every call)\n"
+    "  fault getrmerrmsg null|empty COUNT [OPTIONS]      getrmerrmsg returns a null or empty text\n"
+    "      OPTIONS: --after N (N matching calls succeed first)  --volume SERIAL LDEV  --cmddev PATH\n"
+    "               --pid PID  --carried-out (do the request, then fail)  --add (keep FUNCTION's other\n"
+    "               faults; without it the fault replaces them)\n"
     "  clear-faults                     remove every fault\n"
     "  reset-counters                   zero the call counters\n"
+    "  journal [--clear]                print every call since the journal was cleared (--clear: then clear "
+    "it)\n"
     "  set KEY VALUE                    copy_reads, copy_seconds, latency_ms, version\n"
     "  maxmmun SERIAL N                 set the array's mirror units per volume\n"
     "The state file is --db FILE, else $RMSIM_DB, else /tmp/rmsim-<uid>.db.\n";
@@ -43,6 +49,68 @@ int number(const std::string& text, const char* what) {
     throw rmsim::ModelError(std::string("bad ") + what + " '" + text + "'");
   }
   return static_cast<int>(value);
+}
+
+// "-" for an argument the call does not have.
+std::string field(int value) { return value == -1 ? "-" : std::to_string(value); }
+
+void printJournal(const std::vector<rmsim::CallRecord>& journal) {
+  std::cout << "seq function pid cmddev instance porttype port targid lun mun ldevno option csize ope ldev "
+               "port result\n";
+  for (const rmsim::CallRecord& r : journal) {
+    std::cout << r.seq << " " << r.function << " " << r.pid << " " << (r.cmddev.empty() ? "-" : r.cmddev);
+    for (int value : {r.instance, r.porttype, r.port, r.targid, r.lun, r.mun, r.ldevno, r.option, r.csize,
+                      r.ope, r.ldevArg, r.portArg}) {
+      std::cout << " " << field(value);
+    }
+    std::cout << " " << r.result << "\n";
+  }
+}
+
+// fault FUNCTION ERRNO COUNT [MESSAGE...] [OPTIONS], options anywhere after FUNCTION.
+void fault(rmsim::Simulator& sim, const std::vector<std::string>& args) {
+  rmsim::FaultSpec spec;
+  spec.function = args[0];
+  bool add = false;
+  std::vector<std::string> words;
+  auto value = [&](size_t& i, const char* what) -> const std::string& {
+    if (i + 1 >= args.size()) throw rmsim::ModelError(std::string(args[i]) + " needs " + what);
+    return args[++i];
+  };
+  for (size_t i = 1; i < args.size(); ++i) {
+    const std::string& word = args[i];
+    if (word == "--after") {
+      spec.after = number(value(i, "a number of calls"), "number of calls");
+    } else if (word == "--volume") {
+      spec.serial = number(value(i, "SERIAL LDEV"), "serial");
+      spec.ldev = number(value(i, "SERIAL LDEV"), "ldev");
+    } else if (word == "--cmddev") {
+      spec.cmddev = value(i, "a command device path");
+    } else if (word == "--pid") {
+      spec.pid = number(value(i, "a process id"), "process id");
+    } else if (word == "--carried-out") {
+      spec.carriedOut = true;
+    } else if (word == "--add") {
+      add = true;
+    } else if (word.compare(0, 2, "--") == 0) {
+      throw rmsim::ModelError("unknown fault option " + word);
+    } else {
+      words.push_back(word);
+    }
+  }
+  if (words.size() < 2) throw rmsim::ModelError("a fault needs an error number and a count");
+  if (spec.function == "getrmerrmsg") {
+    spec.nullText = words[0] == "null";
+    spec.emptyText = words[0] == "empty";
+    if (!spec.nullText && !spec.emptyText) throw rmsim::ModelError("getrmerrmsg takes null or empty");
+  } else {
+    spec.errorNumber = number(words[0], "error number");
+  }
+  spec.count = number(words[1], "count");
+  for (size_t i = 2; i < words.size(); ++i) spec.message += (i > 2 ? " " : "") + words[i];
+  if (spec.message.empty()) spec.message = "injected failure";
+  if (!add) sim.clearFaults(spec.function);
+  sim.addFault(spec);
 }
 
 // Runs one command on the state file `db`; returns the exit status.
@@ -75,14 +143,14 @@ int run(const std::string& db, const std::string& command, const std::vector<std
     sim.suspendPair(number(args[0], "serial"), number(args[1], "ldev"), number(args[2], "mirror unit"),
                     n == 4 && args[3] == "copy-end" ? rmsim::Suspend::AtCopyEnd : rmsim::Suspend::Now);
   } else if (command == "fault" && n >= 3) {
-    std::string message;
-    for (size_t i = 3; i < n; ++i) message += (i > 3 ? " " : "") + args[i];
-    sim.setFault(args[0], number(args[1], "error number"), message.empty() ? "injected failure" : message,
-                 number(args[2], "count"));
+    fault(sim, args);
   } else if (command == "clear-faults" && n == 0) {
     sim.clearFaults();
   } else if (command == "reset-counters" && n == 0) {
     sim.resetCounters();
+  } else if (command == "journal" && (n == 0 || (n == 1 && args[0] == "--clear"))) {
+    printJournal(sim.journal());
+    if (n == 1) sim.clearJournal();
   } else if (command == "set" && n == 2) {
     sim.setSetting(args[0], args[1]);
   } else if (command == "maxmmun" && n == 2) {

@@ -6,6 +6,8 @@
 
 #include "sim_db.h"
 #include "sim_faults.h"
+#include "sim_journal.h"
+#include "sim_luns.h"
 
 namespace rmsim {
 
@@ -56,24 +58,97 @@ int Call::maxMirrorUnits() {
   return q.step() ? q.number(0) : 0;
 }
 
-int runCall(Db& db, ErrorBook& errors, const char* function, cmddevinfo* info,
-            const std::function<int(Call&)>& body) {
+namespace {
+
+// Taken before the body runs: a call's answer (getldev's ldevno, a detach)
+// must not show in what it was sent.
+CallRecord journalEntry(const char* function, const cmddevinfo* info, const CallArgs& args) {
+  CallRecord r{};
+  r.function = function;
+  r.pid = static_cast<int>(::getpid());
+  if (args.attach) {
+    r.cmddev = args.cmddev ? args.cmddev : "";
+    r.instance = args.instance;
+  } else {
+    r.cmddev = pathOf(info);
+    r.instance = info != nullptr && info->attached == RMSIM_ATTACHED ? info->instance : -1;
+  }
+  const targdev* t = args.targ;
+  r.porttype = t ? t->porttype : -1;
+  r.port = t ? t->port : -1;
+  r.targid = t ? t->targid : -1;
+  r.lun = t ? t->lun : -1;
+  r.mun = t ? t->mun : -1;
+  r.ldevno = t ? t->ldevno : -1;
+  r.option = args.option;
+  r.csize = args.csize;
+  r.ope = args.ope;
+  r.ldevArg = args.ldev;
+  r.portArg = args.port;
+  r.result = 0;
+  return r;
+}
+
+// The call as a fault's narrowing sees it. The volume is the one the call
+// addresses on the attached array: the targdev's, or getrminfo's LDEV.
+CallSite callSite(Db& db, const CallRecord& entry, const cmddevinfo* info, const CallArgs& args) {
+  CallSite site;
+  site.function = entry.function;
+  site.pid = entry.pid;
+  site.cmddev = entry.cmddev;
+  if (info == nullptr || info->attached != RMSIM_ATTACHED) return site;
+  if (args.targ != nullptr) {
+    site.ldev = ldevAt(db, info->serial, args.targ->port, args.targ->targid, args.targ->lun);
+  } else if (args.ope != -1) {
+    site.ldev = args.ldev;
+  }
+  if (site.ldev >= 0) site.serial = info->serial;
+  return site;
+}
+
+}  // namespace
+
+int runCall(Db& db, ErrorBook& errors, const char* function, cmddevinfo* info, const CallArgs& args,
+            const std::function<int(Call&)>& body, FaultText* text) {
+  CallRecord entry = journalEntry(function, info, args);
   try {
     Settings settings = readSettings(db);
     // A command device answers one command at a time; the delay models an
     // in-band command device and is taken outside the state's write lock.
     if (settings.latencyMs > 0) ::usleep(static_cast<useconds_t>(settings.latencyMs) * 1000);
     Transaction tx(db);
-    countCall(db, function);
+    countCall(db, function, entry.pid);
     Call call(db, errors, settings, function, info);
     Fault fault;
-    int rc = takeFault(db, function, fault) ? call.fail(fault.errorNumber, fault.message) : body(call);
-    // Committed whether or not the call failed: the count and a used-up
-    // fault stand; a failing body changes nothing else.
+    int rc = 0;
+    if (!takeFault(db, callSite(db, entry, info, args), fault)) {
+      rc = body(call);
+    } else if (fault.text != FaultText::Last) {
+      if (text != nullptr) *text = fault.text;
+      rc = body(call);
+    } else if (fault.carriedOut) {
+      // The array did the work and the answer was lost: the caller must not
+      // assume that a failure changed nothing. A body that failed by itself
+      // keeps its own error.
+      rc = body(call);
+      if (rc == 0) rc = call.fail(fault.errorNumber, fault.message);
+    } else {
+      rc = call.fail(fault.errorNumber, fault.message);
+    }
+    entry.result = rc;
+    appendJournal(db, entry);
+    // Committed whether or not the call failed: the count, the journal and
+    // a used-up fault stand; a failing body changes nothing else.
     tx.commit();
     return rc;
   } catch (const std::exception& e) {
     errors.record(pathOf(info), function, RMSIM_E_STATE, e.what());
+    try {
+      entry.result = RMSIM_E_STATE;
+      appendJournal(db, entry);
+    } catch (const std::exception&) {
+      // The state is unusable; the caller already has RMSIM_E_STATE.
+    }
     return RMSIM_E_STATE;
   }
 }

@@ -2,13 +2,14 @@
 #define RMSIM_SIM_CALL_H
 
 // The frame of every simulated RMLIB call: latency, one transaction, the
-// call counter, an injected fault, and the record of a failure for
-// getrmerrmsg and getfmtmsg.
+// call counter, an injected fault, the call journal, and the record of a
+// failure for getrmerrmsg and getfmtmsg.
 
 #include <functional>
 #include <map>
 #include <string>
 
+#include "sim_faults.h"
 #include "sim_settings.h"
 #include "svrrm.h"
 
@@ -36,6 +37,20 @@ class ErrorBook {
 
 // The command device path stored in an attach block ("" for a null block).
 std::string pathOf(const cmddevinfo* info);
+
+// What a call received besides its block, for the journal; -1 where the
+// call has no such argument.
+struct CallArgs {
+  const targdev* targ = nullptr;
+  int option = -1;  // sopt or ropt
+  int csize = -1;
+  int ope = -1;  // getrminfo's operation, LDEV and port
+  int ldev = -1;
+  int port = -1;
+  bool attach = false;  // attachcmddev: the path and instance below are its arguments
+  const char* cmddev = nullptr;
+  int instance = -1;
+};
 
 // One call in progress, inside its transaction.
 class Call {
@@ -67,11 +82,13 @@ class Call {
 };
 
 // Runs `body` as the RMLIB call `function` on `info` (which may be null):
-// waits the configured latency, then in one transaction counts the call and
-// either fails it with an injected fault or runs the body. A failure of the
-// state store gives RMSIM_E_STATE; nothing escapes as an exception.
-int runCall(Db& db, ErrorBook& errors, const char* function, cmddevinfo* info,
-            const std::function<int(Call&)>& body);
+// waits the configured latency, then in one transaction counts the call,
+// either fails it with an injected fault or runs the body, and journals it
+// with `args`. A failure of the state store gives RMSIM_E_STATE; nothing
+// escapes as an exception.
+// `text`, when given, tells getrmerrmsg what text a fault asks of it.
+int runCall(Db& db, ErrorBook& errors, const char* function, cmddevinfo* info, const CallArgs& args,
+            const std::function<int(Call&)>& body, FaultText* text = nullptr);
 
 }  // namespace rmsim
 

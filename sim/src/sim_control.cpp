@@ -1,10 +1,11 @@
 // The controls of Simulator that tests and the rmsim tool use: faults, pair
-// states, counters and settings.
+// states, counters, the call journal and settings.
 #include <algorithm>
 
 #include "rmsim.h"
 #include "sim_db.h"
 #include "sim_faults.h"
+#include "sim_journal.h"
 #include "sim_pairs.h"
 #include "sim_settings.h"
 
@@ -12,10 +13,21 @@ namespace rmsim {
 
 void Simulator::setFault(const std::string& function, int errorNumber, const std::string& message,
                          int count) {
-  armFault(*m_db, function, errorNumber, message, count);
+  FaultSpec spec;
+  spec.function = function;
+  spec.errorNumber = errorNumber;
+  spec.message = message;
+  spec.count = count;
+  replaceFaults(*m_db, spec);
 }
 
+void Simulator::addFault(const FaultSpec& fault) { rmsim::addFault(*m_db, fault); }
+
 void Simulator::clearFaults() { rmsim::clearFaults(*m_db); }
+
+void Simulator::clearFaults(const std::string& function) {
+  m_db->prepare("DELETE FROM faults WHERE func = ?").bind(function).run();
+}
 
 void Simulator::suspendPair(int serial, int ldev, int mu, Suspend when) {
   Transaction tx(*m_db);
@@ -31,7 +43,9 @@ void Simulator::suspendPair(int serial, int ldev, int mu, Suspend when) {
   const int pairMu = q.number(1);
   if (when == Suspend::Now) {
     m_db->prepare(
-            "UPDATE pairs SET status = ?, reads_left = 0, suspend_at_end = 0 WHERE serial = ? AND pvol = ? "
+            "UPDATE pairs SET status = ?, reads_left = 0, suspend_at_end = 0, split_at_end = 0 WHERE serial "
+            "= ? "
+            "AND pvol = ? "
             "AND mu = ?")
         .bind(RMSIM_PSUE)
         .bind(serial)
@@ -55,7 +69,8 @@ void Simulator::setPairStatus(int serial, int pvol, int mu, int status) {
   const bool copying = status == RMSIM_COPY || status == RMSIM_RCPY;
   // A pair put into COPY or RCPY copies from now on, as after a resync.
   m_db->prepare(
-          "UPDATE pairs SET status = ?, reads_left = ?, copy_started = ?, copyrate = ?, suspend_at_end = 0 "
+          "UPDATE pairs SET status = ?, reads_left = ?, copy_started = ?, copyrate = ?, suspend_at_end = 0, "
+          "split_at_end = 0 "
           "WHERE serial = ? AND pvol = ? AND mu = ?")
       .bind(status)
       .bind(copying ? std::max(settings.copyReads, 1) : 0)
@@ -80,18 +95,30 @@ int Simulator::pairStatus(int serial, int pvol, int mu) {
 
 std::map<std::string, int64_t> Simulator::counters() {
   std::map<std::string, int64_t> out;
-  Statement q = m_db->prepare("SELECT func, count FROM counters");
+  Statement q = m_db->prepare("SELECT func, SUM(count) FROM counters GROUP BY func");
+  while (q.step()) out[q.text(0)] = q.integer(1);
+  return out;
+}
+
+std::map<std::string, int64_t> Simulator::counters(int pid) {
+  std::map<std::string, int64_t> out;
+  Statement q = m_db->prepare("SELECT func, count FROM counters WHERE pid = ?");
+  q.bind(pid);
   while (q.step()) out[q.text(0)] = q.integer(1);
   return out;
 }
 
 int64_t Simulator::counter(const std::string& function) {
-  Statement q = m_db->prepare("SELECT count FROM counters WHERE func = ?");
+  Statement q = m_db->prepare("SELECT SUM(count) FROM counters WHERE func = ?");
   q.bind(function);
   return q.step() ? q.integer(0) : 0;
 }
 
 void Simulator::resetCounters() { m_db->exec("DELETE FROM counters"); }
+
+std::vector<CallRecord> Simulator::journal() { return readJournal(*m_db); }
+
+void Simulator::clearJournal() { rmsim::clearJournal(*m_db); }
 
 void Simulator::setSetting(const std::string& key, const std::string& value) {
   checkSetting(key, value, "");

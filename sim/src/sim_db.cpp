@@ -57,6 +57,8 @@ Statement Db::prepare(const std::string& sql) { return Statement(m_db, sql); }
 
 int Db::changes() const { return sqlite3_changes(m_db); }
 
+int64_t Db::lastInsertId() const { return sqlite3_last_insert_rowid(m_db); }
+
 std::string Db::defaultPath() {
   const char* path = std::getenv("RMSIM_DB");
   if (path && *path) return path;

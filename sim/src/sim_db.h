@@ -34,6 +34,8 @@ class Db {
   Statement prepare(const std::string& sql);
   // Rows changed by the last INSERT, UPDATE or DELETE.
   int changes() const;
+  // The rowid of the last INSERT on this connection.
+  int64_t lastInsertId() const;
   const std::string& path() const { return m_path; }
 
   // $RMSIM_DB, or /tmp/rmsim-<uid>.db when it is unset or empty.

@@ -86,25 +86,35 @@ std::string Simulator::describe() {
              ldevs);
   printTable(out, "luns", {"serial", "port", "hostgroup", "lun", "ldev"},
              query(db, "SELECT serial, port, hostgroup, lun, ldev FROM luns ORDER BY 1, 2, 3, 4", 5));
-  std::vector<Row> pairs =
-      query(db,
-            "SELECT serial, pvol, mu, svol, kind, status, copyrate, csize, ctgid, "
-            "CASE WHEN suspend_at_end = 1 THEN 'PSUE at copy end' ELSE '' END FROM pairs ORDER BY 1, 2, 3",
-            10);
+  std::vector<Row> pairs = query(
+      db,
+      "SELECT serial, pvol, mu, svol, kind, status, copyrate, csize, ctgid, "
+      "CASE WHEN suspend_at_end = 1 THEN 'PSUE at copy end' WHEN split_at_end = 1 THEN 'PSUS at copy end' "
+      "ELSE '' END FROM pairs ORDER BY 1, 2, 3",
+      10);
   for (Row& row : pairs) row[5] = statusName(std::stoi(row[5]));
   printTable(out, "pairs",
              {"serial", "pvol", "mu", "svol", "kind", "status", "copyrate", "csize", "ctg", "fault"}, pairs);
   std::vector<Row> attachments = query(db, "SELECT path, instance, pid FROM attachments ORDER BY 1, 2, 3", 3);
   for (Row& row : attachments) row.push_back(alive(std::stoi(row[2])) ? "running" : "gone");
   printTable(out, "attachments", {"path", "instance", "pid", "process"}, attachments);
-  printTable(out, "faults", {"function", "errno", "remaining", "message"},
+  printTable(out, "faults",
+             {"function", "errno", "remaining", "after", "volume", "cmddev", "pid", "mode", "message"},
              query(db,
-                   "SELECT func, errno, CASE WHEN remaining < 0 THEN 'always' ELSE remaining END, message "
-                   "FROM faults ORDER BY 1",
-                   4));
+                   "SELECT func, errno, CASE WHEN remaining < 0 THEN 'always' ELSE remaining END, after, "
+                   "CASE WHEN serial < 0 THEN 'any' ELSE serial || ':' || ldev END, "
+                   "CASE cmddev WHEN '' THEN 'any' ELSE cmddev END, CASE pid WHEN 0 THEN 'any' ELSE pid END, "
+                   "CASE WHEN text = 1 THEN 'null-text' WHEN text = 2 THEN 'empty-text' "
+                   "WHEN carried_out = 1 THEN 'carried-out' ELSE 'refused' END, message "
+                   "FROM faults ORDER BY id",
+                   9));
   printTable(out, "settings", {"key", "value"}, query(db, "SELECT key, value FROM settings ORDER BY 1", 2));
   printTable(out, "counters", {"function", "calls"},
-             query(db, "SELECT func, count FROM counters ORDER BY 1", 2));
+             query(db, "SELECT func, SUM(count) FROM counters GROUP BY func ORDER BY 1", 2));
+  printTable(out, "counters by process", {"function", "pid", "calls"},
+             query(db, "SELECT func, pid, count FROM counters ORDER BY 1, 2", 3));
+  Statement journal = db.prepare("SELECT COUNT(*) FROM journal");
+  out << "journal: " << (journal.step() ? journal.integer(0) : 0) << " calls (rmsim journal)\n";
   return out.str();
 }
 

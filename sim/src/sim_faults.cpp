@@ -1,6 +1,6 @@
 #include "sim_faults.h"
 
-#include <cstring>
+#include <vector>
 
 #include "rmsim.h"
 #include "sim_db.h"
@@ -13,6 +13,43 @@ const char* const kFunctions[] = {"attachcmddev", "detachcmddev", "pairvolstat",
                                   "pairresync",   "getldev",      "getrminfo",   "getrmerrmsg",
                                   "getrmver",     "getdkclimit",  "getfmtmsg"};
 
+struct Armed {
+  int64_t id = 0;
+  Fault fault;
+  int remaining = 0;
+  int after = 0;
+  int serial = -1;
+  int ldev = -1;
+  std::string cmddev;
+  int pid = 0;
+};
+
+bool matches(const Armed& armed, const CallSite& site) {
+  if (armed.serial != -1 && (armed.serial != site.serial || armed.ldev != site.ldev)) return false;
+  if (!armed.cmddev.empty() && armed.cmddev != site.cmddev) return false;
+  return armed.pid == 0 || armed.pid == site.pid;
+}
+
+void checkSpec(const FaultSpec& spec) {
+  if (!isRmlibFunction(spec.function)) throw ModelError("no RMLIB function named '" + spec.function + "'");
+  if (spec.function == "getrmerrmsg") {
+    if (spec.nullText == spec.emptyText)
+      throw ModelError("getrmerrmsg returns a text and cannot fail: say null text or empty text");
+  } else {
+    if (spec.nullText || spec.emptyText)
+      throw ModelError("a null or empty text is a fault of getrmerrmsg only");
+    if (spec.errorNumber == 0) throw ModelError("a fault needs a non-zero error number");
+  }
+  if (spec.count == 0 || spec.count < -1)
+    throw ModelError("a fault's count is a number of calls, or -1 for every call");
+  if (spec.after < 0) throw ModelError("a fault's calls to let succeed first cannot be negative");
+  if ((spec.serial == -1) != (spec.ldev == -1))
+    throw ModelError("a fault's volume needs both the serial and the LDEV");
+  if (spec.serial != -1 && (spec.serial < 1 || spec.ldev < 0 || spec.ldev > 0xFEFF))
+    throw ModelError("a fault's volume is a serial above 0 and an LDEV 0 to 65279");
+  if (spec.pid < 0) throw ModelError("a fault's process id cannot be negative");
+}
+
 }  // namespace
 
 bool isRmlibFunction(const std::string& function) {
@@ -22,39 +59,79 @@ bool isRmlibFunction(const std::string& function) {
   return false;
 }
 
-void countCall(Db& db, const char* function) {
+void countCall(Db& db, const char* function, int pid) {
   db.prepare(
-        "INSERT INTO counters(func, count) VALUES(?, 1) ON CONFLICT(func) DO UPDATE SET count = count + 1")
+        "INSERT INTO counters(func, pid, count) VALUES(?, ?, 1) ON CONFLICT(func, pid) DO UPDATE SET count = "
+        "count + 1")
       .bind(std::string(function))
+      .bind(pid)
       .run();
 }
 
-bool takeFault(Db& db, const char* function, Fault& fault) {
-  Statement q = db.prepare("SELECT errno, message, remaining FROM faults WHERE func = ? AND remaining <> 0");
-  q.bind(std::string(function));
-  if (!q.step()) return false;
-  fault.errorNumber = q.number(0);
-  fault.message = q.text(1);
-  if (q.integer(2) > 0) {
-    db.prepare("UPDATE faults SET remaining = remaining - 1 WHERE func = ?")
-        .bind(std::string(function))
-        .run();
+bool takeFault(Db& db, const CallSite& site, Fault& fault) {
+  std::vector<Armed> armed;
+  Statement q = db.prepare(
+      "SELECT id, errno, message, remaining, after, serial, ldev, cmddev, pid, carried_out, text FROM faults "
+      "WHERE func = ? AND remaining <> 0 ORDER BY id");
+  q.bind(site.function);
+  while (q.step()) {
+    Armed a;
+    a.id = q.integer(0);
+    a.fault.errorNumber = q.number(1);
+    a.fault.message = q.text(2);
+    a.remaining = q.number(3);
+    a.after = q.number(4);
+    a.serial = q.number(5);
+    a.ldev = q.number(6);
+    a.cmddev = q.text(7);
+    a.pid = q.number(8);
+    a.fault.carriedOut = q.integer(9) != 0;
+    a.fault.text = static_cast<FaultText>(q.number(10));
+    armed.push_back(a);
   }
-  return true;
+  bool triggered = false;
+  for (const Armed& a : armed) {
+    if (!matches(a, site)) continue;
+    if (a.after > 0) {
+      db.prepare("UPDATE faults SET after = after - 1 WHERE id = ?").bind(a.id).run();
+    } else if (!triggered) {
+      triggered = true;
+      fault = a.fault;
+      if (a.remaining > 0)
+        db.prepare("UPDATE faults SET remaining = remaining - 1 WHERE id = ?").bind(a.id).run();
+    }
+  }
+  return triggered;
 }
 
-void armFault(Db& db, const std::string& function, int errorNumber, const std::string& message, int count) {
-  if (!isRmlibFunction(function)) throw ModelError("no RMLIB function named '" + function + "'");
-  if (function == "getrmerrmsg") throw ModelError("getrmerrmsg returns a text and cannot fail");
-  if (errorNumber == 0) throw ModelError("a fault needs a non-zero error number");
-  if (count == 0 || count < -1)
-    throw ModelError("a fault's count is a number of calls, or -1 for every call");
-  db.prepare("INSERT OR REPLACE INTO faults(func, errno, message, remaining) VALUES(?, ?, ?, ?)")
-      .bind(function)
-      .bind(errorNumber)
-      .bind(message)
-      .bind(count)
+void addFault(Db& db, const FaultSpec& spec) {
+  checkSpec(spec);
+  const FaultText text = spec.nullText    ? FaultText::Null
+                         : spec.emptyText ? FaultText::Empty
+                                          : FaultText::Last;
+  db.prepare(
+        "INSERT INTO faults(func, errno, message, remaining, after, serial, ldev, cmddev, pid, carried_out, "
+        "text) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")
+      .bind(spec.function)
+      .bind(spec.errorNumber)
+      .bind(spec.message)
+      .bind(spec.count)
+      .bind(spec.after)
+      .bind(spec.serial)
+      .bind(spec.ldev)
+      .bind(spec.cmddev)
+      .bind(spec.pid)
+      .bind(spec.carriedOut ? 1 : 0)
+      .bind(static_cast<int>(text))
       .run();
+}
+
+void replaceFaults(Db& db, const FaultSpec& spec) {
+  checkSpec(spec);
+  Transaction tx(db);
+  db.prepare("DELETE FROM faults WHERE func = ?").bind(spec.function).run();
+  addFault(db, spec);
+  tx.commit();
 }
 
 void clearFaults(Db& db) { db.exec("DELETE FROM faults"); }

@@ -6,6 +6,8 @@
 
 #include <string>
 
+#include "rmsim_records.h"
+
 namespace rmsim {
 
 class Db;
@@ -13,20 +15,37 @@ class Db;
 // True for the eleven RMLIB function names.
 bool isRmlibFunction(const std::string& function);
 
-// Adds one to the call counter of `function`.
-void countCall(Db& db, const char* function);
+// Adds one to the call counter of `function` for process `pid`.
+void countCall(Db& db, const char* function, int pid);
+
+// What a call is, as far as a fault's narrowing can tell: serial and ldev
+// are -1 when the call addresses no volume (or an unknown one).
+struct CallSite {
+  std::string function;
+  int pid = 0;
+  std::string cmddev;
+  int serial = -1;
+  int ldev = -1;
+};
+
+enum class FaultText { Last, Null, Empty };
 
 struct Fault {
   int errorNumber = 0;
   std::string message;
+  bool carriedOut = false;
+  FaultText text = FaultText::Last;
 };
 
-// When a fault is armed for `function`, uses one of its remaining calls,
-// fills `fault` and returns true.
-bool takeFault(Db& db, const char* function, Fault& fault);
+// Counts the call against every armed fault it matches. When one of them
+// triggers (the earliest armed one wins; the others keep their calls), uses
+// one of its failing calls, fills `fault` and returns true.
+bool takeFault(Db& db, const CallSite& site, Fault& fault);
 
-// Checked arming (ModelError for a bad request) and disarming.
-void armFault(Db& db, const std::string& function, int errorNumber, const std::string& message, int count);
+// Checked arming (ModelError for a bad request) and disarming. replaceFaults
+// removes the function's faults first: one simple fault per function.
+void addFault(Db& db, const FaultSpec& spec);
+void replaceFaults(Db& db, const FaultSpec& spec);
 void clearFaults(Db& db);
 
 }  // namespace rmsim

@@ -15,7 +15,7 @@ namespace {
 
 const char kPairColumns[] =
     "SELECT serial, pvol, mu, svol, kind, status, ctgid, csize, smod, copyrate, reads_left, copy_started, "
-    "suspend_at_end FROM pairs ";
+    "suspend_at_end, split_at_end FROM pairs ";
 
 Pair readPair(Statement& q, bool asSecondary) {
   Pair pair;
@@ -32,6 +32,7 @@ Pair readPair(Statement& q, bool asSecondary) {
   pair.readsLeft = q.number(10);
   pair.copyStarted = q.real(11);
   pair.suspendAtEnd = q.integer(12) != 0;
+  pair.splitAtEnd = q.integer(13) != 0;
   pair.asSecondary = asSecondary;
   return pair;
 }
@@ -39,7 +40,7 @@ Pair readPair(Statement& q, bool asSecondary) {
 void savePair(Db& db, const Pair& pair) {
   db.prepare(
         "UPDATE pairs SET status = ?, csize = ?, smod = ?, copyrate = ?, reads_left = ?, copy_started = ?, "
-        "suspend_at_end = ? WHERE serial = ? AND pvol = ? AND mu = ?")
+        "suspend_at_end = ?, split_at_end = ? WHERE serial = ? AND pvol = ? AND mu = ?")
       .bind(pair.status)
       .bind(pair.csize)
       .bind(pair.smod)
@@ -47,6 +48,7 @@ void savePair(Db& db, const Pair& pair) {
       .bind(pair.readsLeft)
       .bind(pair.copyStarted)
       .bind(pair.suspendAtEnd ? 1 : 0)
+      .bind(pair.splitAtEnd ? 1 : 0)
       .bind(pair.serial)
       .bind(pair.pvol)
       .bind(pair.mu)
@@ -56,11 +58,18 @@ void savePair(Db& db, const Pair& pair) {
 bool copying(int status) { return status == RMSIM_COPY || status == RMSIM_RCPY; }
 
 void finishCopy(Pair& pair) {
-  pair.status = pair.suspendAtEnd ? RMSIM_PSUE : RMSIM_PAIR;
-  if (!pair.suspendAtEnd) pair.copyrate = 100;
+  if (pair.suspendAtEnd) {
+    pair.status = RMSIM_PSUE;  // copy rate left where it stopped
+  } else {
+    pair.status = pair.splitAtEnd ? RMSIM_PSUS : RMSIM_PAIR;
+    pair.copyrate = 100;
+  }
   pair.suspendAtEnd = false;
+  pair.splitAtEnd = false;
   pair.readsLeft = 0;
 }
+
+bool copyOnWrite(const Pair& pair) { return pair.kind == "cow"; }
 
 // Starts a copy (COPY forward, RCPY reverse) at copy pace `csize`.
 void startCopy(Db& db, const Settings& settings, Pair& pair, int status, int csize) {
@@ -70,6 +79,7 @@ void startCopy(Db& db, const Settings& settings, Pair& pair, int status, int csi
   pair.copyrate = 0;
   pair.readsLeft = settings.copyReads;
   pair.copyStarted = wallClock();
+  pair.splitAtEnd = false;
   if (settings.copySeconds <= 0.0 && settings.copyReads == 0) finishCopy(pair);
   savePair(db, pair);
 }
@@ -241,6 +251,9 @@ int pairVolStat(Call& call, targdev* targ, pairstatinfo* out) {
   return 0;
 }
 
+// The pair commands follow the published command tables of ShadowImage and
+// Copy-on-Write pairs (sim/README.md): carried out, accepted with no effect,
+// or refused, by the pair's state and kind.
 int pairSplit(Call& call, targdev* targ, int sopt, int csize) {
   Pair pair;
   if (int rc = addressedPair(call, targ, pair)) return rc;
@@ -253,11 +266,23 @@ int pairSplit(Call& call, targdev* targ, int sopt, int csize) {
       savePair(call.db(), pair);
       return 0;
     case RMSIM_PSUS:
-    case RMSIM_PSUE:
       return 0;  // already split: accepted, nothing changes
+    case RMSIM_PSUE:
+      // A snapshot suspended by error has lost its point in time; a full copy has not.
+      if (copyOnWrite(pair))
+        return refuse(call, pair, "a Copy-on-Write pair suspended by error takes no split");
+      return 0;
     case RMSIM_COPY:
+      if (copyOnWrite(pair))
+        return refuse(call, pair, "a Copy-on-Write split waits until the copy has ended");
+      // ShadowImage takes the split now and carries it out when the copy ends.
+      pair.splitAtEnd = true;
+      pair.csize = csize;
+      pair.smod = sopt & 0xFF;
+      savePair(call.db(), pair);
+      return 0;
     case RMSIM_RCPY:
-      return refuse(call, pair, "a split waits until the copy has ended");
+      return refuse(call, pair, "a split waits until the reverse copy has ended");
     default:
       return refuse(call, pair, "this state takes no split");
   }
@@ -286,7 +311,8 @@ int pairResync(Call& call, targdev* targ, int ropt, int csize) {
       return 0;
     case RMSIM_COPY:
     case RMSIM_RCPY:
-      return refuse(call, pair, "a resync waits until the copy has ended");
+      // A copy is already running: two processes preparing one device both succeed.
+      return 0;
     default:
       return refuse(call, pair, "this state takes no resync");
   }

@@ -2,7 +2,8 @@
 #define RMSIM_SIM_PAIRS_H
 
 // Pairs and the pair commands: status, split and resync, with the pair state
-// machine of the arrays' published rules and the progress of copies.
+// machine of the arrays' published rules by kind of pair, and the progress
+// of copies.
 
 #include <string>
 
@@ -28,6 +29,7 @@ struct Pair {
   int readsLeft = 0;
   double copyStarted = 0.0;
   bool suspendAtEnd = false;
+  bool splitAtEnd = false;   // a ShadowImage split accepted while copying
   bool asSecondary = false;  // found through its secondary volume
 };
 

@@ -7,13 +7,14 @@
 
 namespace rmsim {
 
-const int kSchemaVersion = 2;
+const int kSchemaVersion = 5;
 
 const char kDropTables[] = R"SQL(
 DROP TABLE IF EXISTS arrays; DROP TABLE IF EXISTS cmddevs; DROP TABLE IF EXISTS ports;
 DROP TABLE IF EXISTS hostgroups; DROP TABLE IF EXISTS ldevs; DROP TABLE IF EXISTS luns;
 DROP TABLE IF EXISTS pairs; DROP TABLE IF EXISTS lasterr; DROP TABLE IF EXISTS faults;
 DROP TABLE IF EXISTS counters; DROP TABLE IF EXISTS settings; DROP TABLE IF EXISTS attachments;
+DROP TABLE IF EXISTS journal;
 )SQL";
 
 const char kCreateTables[] = R"SQL(
@@ -36,19 +37,33 @@ CREATE TABLE luns (serial INTEGER, port INTEGER, hostgroup INTEGER, lun INTEGER,
 CREATE INDEX luns_by_ldev ON luns (serial, ldev);
 -- A pair is keyed by its primary and mirror unit. While copying, reads_left counts the status
 -- reads until completion and copy_started (seconds since the epoch) times it; suspend_at_end
--- makes the copy end in PSUE instead of PAIR.
+-- makes the copy end in PSUE instead of PAIR, split_at_end (a ShadowImage split accepted while
+-- copying) in PSUS.
 CREATE TABLE pairs (serial INTEGER, pvol INTEGER, mu INTEGER, svol INTEGER NOT NULL, kind TEXT NOT NULL,
   status INTEGER NOT NULL, ctgid INTEGER NOT NULL, csize INTEGER NOT NULL, smod INTEGER NOT NULL,
   copyrate INTEGER NOT NULL, reads_left INTEGER NOT NULL, copy_started REAL NOT NULL,
-  suspend_at_end INTEGER NOT NULL, PRIMARY KEY (serial, pvol, mu));
+  suspend_at_end INTEGER NOT NULL, split_at_end INTEGER NOT NULL DEFAULT 0, PRIMARY KEY (serial, pvol, mu));
 CREATE INDEX pairs_by_svol ON pairs (serial, svol);
--- remaining: calls still to fail; -1 fails every call.
-CREATE TABLE faults (func TEXT PRIMARY KEY, errno INTEGER NOT NULL, message TEXT NOT NULL,
-  remaining INTEGER NOT NULL);
-CREATE TABLE counters (func TEXT PRIMARY KEY, count INTEGER NOT NULL);
+-- Armed faults, met in the order they were armed. after: matching calls still to succeed first;
+-- remaining: calls still to fail once it triggers (-1: every one). serial and ldev (-1: any volume),
+-- cmddev ('': any) and pid (0: any) narrow the calls it matches. text: what getrmerrmsg returns
+-- while it triggers (0 the last failure's text, 1 null, 2 empty).
+CREATE TABLE faults (id INTEGER PRIMARY KEY, func TEXT NOT NULL, errno INTEGER NOT NULL,
+  message TEXT NOT NULL, remaining INTEGER NOT NULL, after INTEGER NOT NULL, serial INTEGER NOT NULL,
+  ldev INTEGER NOT NULL, cmddev TEXT NOT NULL, pid INTEGER NOT NULL, carried_out INTEGER NOT NULL,
+  text INTEGER NOT NULL);
+-- Calls by function and calling process.
+CREATE TABLE counters (func TEXT, pid INTEGER, count INTEGER NOT NULL, PRIMARY KEY (func, pid));
 CREATE TABLE settings (key TEXT PRIMARY KEY, value TEXT NOT NULL);
 -- Who has which command device attached under which instance number (for inspection).
 CREATE TABLE attachments (path TEXT, instance INTEGER, pid INTEGER, PRIMARY KEY (path, instance, pid));
+-- Every call as the library received it; -1 where the call has no such argument. The rowid is the
+-- call's place in the journal, so a cleared journal counts from 1 again.
+CREATE TABLE journal (seq INTEGER PRIMARY KEY, func TEXT NOT NULL, pid INTEGER NOT NULL,
+  cmddev TEXT NOT NULL, instance INTEGER NOT NULL, porttype INTEGER NOT NULL, port INTEGER NOT NULL,
+  targid INTEGER NOT NULL, lun INTEGER NOT NULL, mun INTEGER NOT NULL, ldevno INTEGER NOT NULL,
+  option INTEGER NOT NULL, csize INTEGER NOT NULL, ope INTEGER NOT NULL, ldev_arg INTEGER NOT NULL,
+  port_arg INTEGER NOT NULL, result INTEGER NOT NULL);
 )SQL";
 
 }  // namespace rmsim

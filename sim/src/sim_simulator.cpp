@@ -15,53 +15,80 @@ Simulator::~Simulator() = default;
 
 int Simulator::attachcmddev(cmddevinfo* info, const char* cmddev, int instance) {
   prepareAttachBlock(info, cmddev);
-  return runCall(*m_db, *m_errors, "attachcmddev", info,
+  CallArgs args;
+  args.attach = true;
+  args.cmddev = cmddev;
+  args.instance = instance;
+  return runCall(*m_db, *m_errors, "attachcmddev", info, args,
                  [&](Call& call) { return attachCmdDev(call, cmddev, instance); });
 }
 
 int Simulator::detachcmddev(cmddevinfo* info) {
-  return runCall(*m_db, *m_errors, "detachcmddev", info, [&](Call& call) { return detachCmdDev(call); });
+  return runCall(*m_db, *m_errors, "detachcmddev", info, {}, [&](Call& call) { return detachCmdDev(call); });
 }
 
 int Simulator::pairvolstat(cmddevinfo* info, targdev* targ, pairstatinfo* out) {
-  return runCall(*m_db, *m_errors, "pairvolstat", info,
+  CallArgs args;
+  args.targ = targ;
+  return runCall(*m_db, *m_errors, "pairvolstat", info, args,
                  [&](Call& call) { return pairVolStat(call, targ, out); });
 }
 
 int Simulator::pairsplit(cmddevinfo* info, targdev* targ, int sopt, int csize) {
-  return runCall(*m_db, *m_errors, "pairsplit", info,
+  CallArgs args;
+  args.targ = targ;
+  args.option = sopt;
+  args.csize = csize;
+  return runCall(*m_db, *m_errors, "pairsplit", info, args,
                  [&](Call& call) { return pairSplit(call, targ, sopt, csize); });
 }
 
 int Simulator::pairresync(cmddevinfo* info, targdev* targ, int ropt, int csize) {
-  return runCall(*m_db, *m_errors, "pairresync", info,
+  CallArgs args;
+  args.targ = targ;
+  args.option = ropt;
+  args.csize = csize;
+  return runCall(*m_db, *m_errors, "pairresync", info, args,
                  [&](Call& call) { return pairResync(call, targ, ropt, csize); });
 }
 
 int Simulator::getldev(cmddevinfo* info, targdev* targ) {
-  return runCall(*m_db, *m_errors, "getldev", info, [&](Call& call) { return getLdev(call, targ); });
+  CallArgs args;
+  args.targ = targ;
+  return runCall(*m_db, *m_errors, "getldev", info, args, [&](Call& call) { return getLdev(call, targ); });
 }
 
 int Simulator::getrminfo(cmddevinfo* info, int ope, int ldev, int port, void* rminfo) {
-  return runCall(*m_db, *m_errors, "getrminfo", info,
+  CallArgs args;
+  args.ope = ope;
+  args.ldev = ldev;
+  args.port = port;
+  return runCall(*m_db, *m_errors, "getrminfo", info, args,
                  [&](Call& call) { return getRmInfo(call, ope, ldev, port, rminfo); });
 }
 
 char* Simulator::getrmerrmsg(cmddevinfo* info) {
-  runCall(*m_db, *m_errors, "getrmerrmsg", info, [](Call&) { return 0; });
+  FaultText text = FaultText::Last;
+  runCall(
+      *m_db, *m_errors, "getrmerrmsg", info, {}, [](Call&) { return 0; }, &text);
+  static char empty[] = "";
+  if (text == FaultText::Null) return nullptr;
+  if (text == FaultText::Empty) return empty;
   return errorText(*m_errors, info);
 }
 
 int Simulator::getrmver(int* version) {
-  return runCall(*m_db, *m_errors, "getrmver", nullptr, [&](Call& call) { return getRmVer(call, version); });
+  return runCall(*m_db, *m_errors, "getrmver", nullptr, {},
+                 [&](Call& call) { return getRmVer(call, version); });
 }
 
 int Simulator::getdkclimit(cmddevinfo* info, dkc_limit* out) {
-  return runCall(*m_db, *m_errors, "getdkclimit", info, [&](Call& call) { return getDkcLimit(call, out); });
+  return runCall(*m_db, *m_errors, "getdkclimit", info, {},
+                 [&](Call& call) { return getDkcLimit(call, out); });
 }
 
 int Simulator::getfmtmsg(cmddevinfo* info, char* buffer) {
-  return runCall(*m_db, *m_errors, "getfmtmsg", info,
+  return runCall(*m_db, *m_errors, "getfmtmsg", info, {},
                  [&](Call& call) { return getFmtMsg(call, *m_errors, buffer); });
 }
 

@@ -106,8 +106,8 @@ TEST_F(EntryPointShell, MakeReturnsOneObjectIdPerNodeInNodeOrderAndMarksTheNodes
   EXPECT_EQ(0, lib.entry<MakeFn>("make")(nullptr, session, list, 2, &ids, &count));
   ASSERT_EQ(2, count);
   ASSERT_NE(nullptr, ids);
-  EXPECT_STREQ("UDID##B", ids[0]->name);
-  EXPECT_STREQ("UDID##A", ids[1]->name);
+  EXPECT_STREQ("SNAP-UDID##B", ids[0]->name);  // the snapshots' names, not the sources'
+  EXPECT_STREQ("SNAP-UDID##A", ids[1]->name);
   EXPECT_EQ(ZFI_NODE_MADE, a.m_domain.flags);
   EXPECT_EQ(ZFI_NODE_MADE, b.m_domain.flags);
   freeOutstandingObjids();

@@ -85,7 +85,13 @@ class CTestPlugin : public CFiPluginInterposer {
   }
   int selectSnapshots(CFiSessionPtr& session) override { return note("selectSnapshots", names(session)); }
   int prepareSnapshots(CFiSessionPtr& session) override { return note("prepareSnapshots", names(session)); }
-  int makeSnapshots(CFiSessionPtr& session) override { return note("makeSnapshots", names(session)); }
+  // Names each node's snapshot as a plugin's make does: its second name.
+  int makeSnapshots(CFiSessionPtr& session) override {
+    const std::string listed = names(session);
+    for (auto& entry : session->getSplitNodeMap())
+      entry.second.m_secondName = ("SNAP-" + entry.first).c_str();
+    return note("makeSnapshots", listed);
+  }
   int isReady(char* id, zfi_splitnode** nodes, int count) override {
     return note("isReady", names(id, nodes, count));
   }

@@ -17,7 +17,10 @@ const int kLun512 = 3;  // secondary of 256 mu 0
 const int kLun258 = 7;  // SI mu 1 -> 514, mu 2 -> 515 (both PSUS)
 const int kLun514 = 9;  // secondary of 258 mu 1
 
+const int kLun259 = 8;  // COW mu 3 -> 770, mu 4 -> 771 (both PSUS)
+
 struct Rule {
+  const char* kind;  // "si" (258 at mu 1) or "cow" (259 at mu 3)
   int state;
   const char* command;  // "split", "resync" (forward) or "restore" (reverse)
   int result;
@@ -26,13 +29,15 @@ struct Rule {
 
 class PairRules : public SimulatorTest, public ::testing::WithParamInterface<Rule> {};
 
-TEST_P(PairRules, StateDecidesCarriedOutAcceptedOrRefused) {
+TEST_P(PairRules, StateAndKindDecideCarriedOutAcceptedOrRefused) {
   const Rule rule = GetParam();
-  sim->setPairStatus(kHitachi, 258, 1, rule.state);
+  const bool cow = std::string(rule.kind) == "cow";
+  const int pvol = cow ? 259 : 258, mu = cow ? 3 : 1, lun = cow ? kLun259 : kLun258;
+  sim->setPairStatus(kHitachi, pvol, mu, rule.state);
   const std::string command = rule.command;
-  int rc = command == "split" ? split(kLun258, 1) : resync(kLun258, 1, command == "restore" ? 1 : 0);
+  int rc = command == "split" ? split(lun, mu) : resync(lun, mu, command == "restore" ? 1 : 0);
   EXPECT_EQ(rule.result, rc) << lastError();
-  EXPECT_EQ(rule.after, sim->pairStatus(kHitachi, 258, 1));
+  EXPECT_EQ(rule.after, sim->pairStatus(kHitachi, pvol, mu));
   if (rc != 0) {
     EXPECT_NE(std::string::npos, formattedError().find(command == "split" ? "pairsplit" : "pairresync"));
   }
@@ -40,19 +45,27 @@ TEST_P(PairRules, StateDecidesCarriedOutAcceptedOrRefused) {
 
 // The rows that the state-machine, refusal and suspension tests below do not
 // already walk through.
-INSTANTIATE_TEST_SUITE_P(PublishedRules, PairRules,
-                         ::testing::Values(Rule{RMSIM_SMPL, "resync", RMSIM_E_NOPAIR, RMSIM_SMPL},
-                                           Rule{RMSIM_SMPL, "restore", RMSIM_E_NOPAIR, RMSIM_SMPL},
-                                           Rule{RMSIM_COPY, "split", RMSIM_E_INVSTAT, RMSIM_COPY},
-                                           Rule{RMSIM_COPY, "resync", RMSIM_E_INVSTAT, RMSIM_COPY},
-                                           Rule{RMSIM_RCPY, "split", RMSIM_E_INVSTAT, RMSIM_RCPY},
-                                           Rule{RMSIM_RCPY, "restore", RMSIM_E_INVSTAT, RMSIM_RCPY},
-                                           Rule{RMSIM_PAIR, "resync", 0, RMSIM_PAIR},
-                                           Rule{RMSIM_PAIR, "restore", RMSIM_E_INVSTAT, RMSIM_PAIR},
-                                           Rule{RMSIM_PSUS, "split", 0, RMSIM_PSUS},
-                                           Rule{RMSIM_PSUE, "split", 0, RMSIM_PSUE},
-                                           Rule{RMSIM_PDUB, "split", RMSIM_E_INVSTAT, RMSIM_PDUB},
-                                           Rule{RMSIM_UNKN, "restore", RMSIM_E_INVSTAT, RMSIM_UNKN}));
+INSTANTIATE_TEST_SUITE_P(
+    PublishedRules, PairRules,
+    ::testing::Values(
+        Rule{"si", RMSIM_SMPL, "resync", RMSIM_E_NOPAIR, RMSIM_SMPL},
+        Rule{"si", RMSIM_SMPL, "restore", RMSIM_E_NOPAIR, RMSIM_SMPL},
+        Rule{"si", RMSIM_COPY, "split", 0, RMSIM_COPY},  // PSUS when the copy ends
+        Rule{"cow", RMSIM_COPY, "split", RMSIM_E_INVSTAT, RMSIM_COPY},
+        Rule{"si", RMSIM_COPY, "resync", 0, RMSIM_COPY}, Rule{"cow", RMSIM_COPY, "resync", 0, RMSIM_COPY},
+        Rule{"si", RMSIM_COPY, "restore", 0, RMSIM_COPY},
+        Rule{"si", RMSIM_RCPY, "split", RMSIM_E_INVSTAT, RMSIM_RCPY},
+        Rule{"cow", RMSIM_RCPY, "split", RMSIM_E_INVSTAT, RMSIM_RCPY},
+        Rule{"si", RMSIM_RCPY, "restore", 0, RMSIM_RCPY}, Rule{"cow", RMSIM_RCPY, "resync", 0, RMSIM_RCPY},
+        Rule{"si", RMSIM_PAIR, "resync", 0, RMSIM_PAIR}, Rule{"cow", RMSIM_PAIR, "split", 0, RMSIM_PSUS},
+        Rule{"si", RMSIM_PAIR, "restore", RMSIM_E_INVSTAT, RMSIM_PAIR},
+        Rule{"si", RMSIM_PSUS, "split", 0, RMSIM_PSUS}, Rule{"cow", RMSIM_PSUS, "split", 0, RMSIM_PSUS},
+        Rule{"si", RMSIM_PSUE, "split", 0, RMSIM_PSUE},
+        Rule{"cow", RMSIM_PSUE, "split", RMSIM_E_INVSTAT, RMSIM_PSUE},
+        Rule{"cow", RMSIM_PSUE, "resync", 0, RMSIM_COPY},
+        Rule{"cow", RMSIM_PSUE, "restore", RMSIM_E_INVSTAT, RMSIM_PSUE},
+        Rule{"si", RMSIM_PDUB, "split", RMSIM_E_INVSTAT, RMSIM_PDUB},
+        Rule{"si", RMSIM_UNKN, "restore", RMSIM_E_INVSTAT, RMSIM_UNKN}));
 
 class PairStateMachine : public SimulatorTest {};
 
@@ -90,6 +103,25 @@ TEST_F(PairStateMachine, ReverseResyncGoesThroughRcpyAndWaitsForTheOtherPairsOfT
   EXPECT_EQ(RMSIM_PAIR, status(kLun258, 1).pairstat);
   ASSERT_EQ(0, split(kLun258, 1));
   EXPECT_EQ(RMSIM_PSUS, status(kLun258, 1).pairstat);
+}
+
+TEST_F(PairStateMachine, AShadowImageSplitWhileCopyingTakesEffectWhenTheCopyEnds) {
+  ASSERT_EQ(0, resync(kLun256, 0, 0, 5));
+  ASSERT_EQ(0, split(kLun256, 0, 9));
+  ASSERT_EQ(0, resync(kLun256, 0, 0, 5));  // accepted, and the split stays pending
+  EXPECT_EQ(RMSIM_COPY, status(kLun256, 0).pairstat);
+  pairstatinfo ended = status(kLun256, 0);
+  EXPECT_EQ(RMSIM_PSUS, ended.pairstat);
+  EXPECT_EQ(100, ended.copyrate);
+  EXPECT_EQ(9, ended.csize);  // the split's pace
+  EXPECT_EQ(1, ended.smod);
+
+  // Copy-on-Write refuses the same split and simply ends its copy in PAIR.
+  ASSERT_EQ(0, resync(kLun256, 3, 0));
+  EXPECT_EQ(RMSIM_E_INVSTAT, split(kLun256, 3));
+  EXPECT_NE(std::string::npos, lastError().find("Copy-on-Write"));
+  EXPECT_EQ(RMSIM_COPY, status(kLun256, 3).pairstat);
+  EXPECT_EQ(RMSIM_PAIR, status(kLun256, 3).pairstat);
 }
 
 class PairRefusals : public SimulatorTest {};

@@ -55,3 +55,6 @@ void SimControl::setMaxMirrorUnits(int serial, int maxmmun) {
   m_impl->sim.setMaxMirrorUnits(serial, maxmmun);
 }
 void SimControl::loadModel(const std::string& text) { m_impl->sim.loadModel(text, "db1"); }
+std::vector<rmsim::CallRecord> SimControl::journal() { return m_impl->sim.journal(); }
+void SimControl::clearJournal() { m_impl->sim.clearJournal(); }
+std::map<std::string, int64_t> SimControl::counters(int pid) { return m_impl->sim.counters(pid); }

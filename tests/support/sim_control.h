@@ -7,8 +7,12 @@
 // whose record names are the plugin's too).
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
+#include <vector>
+
+#include "rmsim_records.h"
 
 class SimControl {
  public:
@@ -26,6 +30,10 @@ class SimControl {
   int pairStatus(int serial, int pvol, int mu);
   void setMaxMirrorUnits(int serial, int maxmmun);
   void loadModel(const std::string& text);
+  // Every RMLIB call since the last clear, with its arguments as sent.
+  std::vector<rmsim::CallRecord> journal();
+  void clearJournal();
+  std::map<std::string, int64_t> counters(int pid);  // of one process
 
  private:
   struct Impl;
