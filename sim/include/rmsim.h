@@ -45,8 +45,9 @@ class Simulator {
   Simulator(const Simulator&) = delete;
   Simulator& operator=(const Simulator&) = delete;
 
-  // Replaces the arrays, pairs, faults and settings with the model described
-  // by `text` (format in sim/README.md); counters are kept. "@HOST@" in the
+  // Replaces the arrays, pairs, LDEV data, attachments, faults and settings
+  // with the model described by `text` (format in sim/README.md); counters
+  // and the call journal are kept. "@HOST@" in the
   // text becomes `hostName` (cut to 27 characters, the longest host-group
   // name). A bad model throws ModelError naming the line and changes nothing.
   void loadModel(const std::string& text, const std::string& hostName);
@@ -92,6 +93,21 @@ class Simulator {
   // the latest 200000 calls.
   std::vector<CallRecord> journal();
   void clearJournal();
+
+  // Attachments made and not detached, by every process, the ones of ended
+  // processes included (alive false): they no longer hold their numbers.
+  using Attachment = AttachmentRecord;
+  std::vector<Attachment> attachments();
+
+  // The data an LDEV holds (at most 65536 bytes; sim/README.md). Writing is
+  // what the host does: refused (ModelError) for a secondary its pair keeps
+  // read-only and for a primary being restored; a primary's write reaches
+  // the secondaries of its pairs in PAIR. Throws ModelError for an LDEV the
+  // model lacks.
+  void writeData(int serial, int ldev, const std::string& bytes);
+  std::string readData(int serial, int ldev);
+  // SHA-256 of the LDEV's data as 64 hex digits (what sha256sum prints).
+  std::string checksum(int serial, int ldev);
 
   // Settings (sim/README.md): "copy_reads", "copy_seconds", "latency_ms",
   // "version". Throws ModelError for an unknown key or a bad value.

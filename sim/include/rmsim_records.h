@@ -27,6 +27,14 @@ struct CallRecord {
   int result;  // what the call returned (0 or the error number; getrmerrmsg: 0)
 };
 
+// Who has which command device attached under which instance number.
+struct AttachmentRecord {
+  std::string cmddev;
+  int instance;
+  int pid;
+  bool alive;  // the process still runs
+};
+
 // A fault to inject (Simulator::addFault). A call matches when it is a call
 // of `function` and meets every narrowing below; the first `after` matching
 // calls succeed, the next `count` fail.

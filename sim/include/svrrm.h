@@ -112,15 +112,17 @@ enum { RMSIM_VOL_SMPL = 1, RMSIM_VOL_PVOL = 2, RMSIM_VOL_SVOL = 3 };
 
 /* Error numbers the simulator reports (see sim/README.md). */
 enum {
-  RMSIM_E_NODEV = 201,   /* no device at that address */
-  RMSIM_E_NOCMD = 202,   /* not a command device of a known array / not attached */
-  RMSIM_E_INVMUN = 203,  /* mirror unit out of range */
-  RMSIM_E_INVSTAT = 204, /* the pair's state refuses the request */
-  RMSIM_E_NOPAIR = 205,  /* the volume has no pair at that mirror unit */
-  RMSIM_E_IO = 206,      /* injected command device failure (default) */
-  RMSIM_E_INVOPE = 207,  /* unsupported getrminfo operation */
-  RMSIM_E_STATE = 208,   /* the simulator's state store failed */
-  RMSIM_E_INVAL = 209    /* null record, or an option or copy pace out of range */
+  RMSIM_E_NODEV = 201,    /* no device at that address */
+  RMSIM_E_NOCMD = 202,    /* not a command device of a known array / not attached */
+  RMSIM_E_INVMUN = 203,   /* mirror unit out of range */
+  RMSIM_E_INVSTAT = 204,  /* the pair's state refuses the request */
+  RMSIM_E_NOPAIR = 205,   /* the volume has no pair at that mirror unit */
+  RMSIM_E_IO = 206,       /* injected command device failure (default) */
+  RMSIM_E_INVOPE = 207,   /* unsupported getrminfo operation */
+  RMSIM_E_STATE = 208,    /* the simulator's state store failed */
+  RMSIM_E_INVAL = 209,    /* null record, or an option or copy pace out of range */
+  RMSIM_E_INSTUSED = 210, /* another live process holds that instance number on that command device */
+  RMSIM_E_INVINST = 211   /* negative instance number */
 };
 
 int attachcmddev(cmddevinfo* info, char* cmddev, int instance);

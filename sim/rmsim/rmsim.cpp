@@ -4,7 +4,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <iostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -32,6 +34,10 @@ const char kUsage[] =
     "  reset-counters                   zero the call counters\n"
     "  journal [--clear]                print every call since the journal was cleared (--clear: then clear "
     "it)\n"
+    "  write SERIAL LDEV TEXT...        write TEXT (words joined by blanks) as the LDEV's data\n"
+    "  write SERIAL LDEV --file PATH    write the file's bytes as the LDEV's data\n"
+    "  read SERIAL LDEV                 the LDEV's data, raw, to stdout\n"
+    "  checksum SERIAL LDEV             SHA-256 of the LDEV's data (as sha256sum prints it)\n"
     "  set KEY VALUE                    copy_reads, copy_seconds, latency_ms, version\n"
     "  maxmmun SERIAL N                 set the array's mirror units per volume\n"
     "The state file is --db FILE, else $RMSIM_DB, else /tmp/rmsim-<uid>.db.\n";
@@ -49,6 +55,14 @@ int number(const std::string& text, const char* what) {
     throw rmsim::ModelError(std::string("bad ") + what + " '" + text + "'");
   }
   return static_cast<int>(value);
+}
+
+std::string readFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw rmsim::ModelError("cannot read " + path);
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  return bytes.str();
 }
 
 // "-" for an argument the call does not have.
@@ -151,6 +165,20 @@ int run(const std::string& db, const std::string& command, const std::vector<std
   } else if (command == "journal" && (n == 0 || (n == 1 && args[0] == "--clear"))) {
     printJournal(sim.journal());
     if (n == 1) sim.clearJournal();
+  } else if (command == "write" && n >= 3) {
+    std::string bytes;
+    if (args[2] == "--file") {
+      if (n != 4) return usage();
+      bytes = readFile(args[3]);
+    } else {
+      for (size_t i = 2; i < n; ++i) bytes += (i > 2 ? " " : "") + args[i];
+    }
+    sim.writeData(number(args[0], "serial"), number(args[1], "ldev"), bytes);
+  } else if (command == "read" && n == 2) {
+    const std::string bytes = sim.readData(number(args[0], "serial"), number(args[1], "ldev"));
+    std::cout.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  } else if (command == "checksum" && n == 2) {
+    std::cout << sim.checksum(number(args[0], "serial"), number(args[1], "ldev")) << "\n";
   } else if (command == "set" && n == 2) {
     sim.setSetting(args[0], args[1]);
   } else if (command == "maxmmun" && n == 2) {

@@ -1,7 +1,9 @@
 #include "sim_cmddevs.h"
 
+#include <signal.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -17,6 +19,22 @@ void prepareAttachBlock(cmddevinfo* info, const char* cmddev) {
   if (cmddev != nullptr) std::strncpy(info->path, cmddev, sizeof(info->path) - 1);
 }
 
+bool processAlive(int pid) { return pid > 0 && (::kill(pid, 0) == 0 || errno == EPERM); }
+
+namespace {
+
+// The live process other than the caller that holds `instance` on `path`, or 0.
+int holderOf(Db& db, const std::string& path, int instance) {
+  Statement q = db.prepare("SELECT pid FROM attachments WHERE path = ? AND instance = ? AND pid <> ?");
+  q.bind(path).bind(instance).bind(static_cast<int>(::getpid()));
+  while (q.step()) {
+    if (processAlive(q.number(0))) return q.number(0);
+  }
+  return 0;
+}
+
+}  // namespace
+
 int attachCmdDev(Call& call, const char* cmddev, int instance) {
   cmddevinfo* info = call.info();
   if (info == nullptr) return call.fail(RMSIM_E_INVAL, "no command device block");
@@ -30,10 +48,19 @@ int attachCmdDev(Call& call, const char* cmddev, int instance) {
     return call.fail(RMSIM_E_NOCMD, std::string("not a command device of a known array") +
                                         (empty ? " (no model is loaded: run rmsim init)" : ""));
   }
+  if (instance < 0) {
+    return call.fail(RMSIM_E_INVINST, "instance number " + std::to_string(instance) + " is not valid");
+  }
+  if (int holder = holderOf(db, pathOf(info), instance)) {
+    return call.fail(RMSIM_E_INSTUSED, "instance number " + std::to_string(instance) + " is in use on " +
+                                           pathOf(info) + " by process " + std::to_string(holder));
+  }
   info->instance = instance;
   info->attached = RMSIM_ATTACHED;
   info->serial = q.number(0);
-  db.prepare("INSERT OR REPLACE INTO attachments(path, instance, pid) VALUES(?, ?, ?)")
+  db.prepare(
+        "INSERT INTO attachments(path, instance, pid) VALUES(?, ?, ?) ON CONFLICT(path, instance, pid) DO "
+        "UPDATE SET blocks = blocks + 1")
       .bind(pathOf(info))
       .bind(instance)
       .bind(static_cast<int>(::getpid()))
@@ -47,11 +74,18 @@ int detachCmdDev(Call& call) {
     return call.fail(RMSIM_E_NOCMD, "command device is not attached");
   }
   info->attached = 0;
-  call.db()
-      .prepare("DELETE FROM attachments WHERE path = ? AND instance = ? AND pid = ?")
-      .bind(pathOf(info))
+  Db& db = call.db();
+  const std::string path = pathOf(info);
+  const int pid = static_cast<int>(::getpid());
+  db.prepare("UPDATE attachments SET blocks = blocks - 1 WHERE path = ? AND instance = ? AND pid = ?")
+      .bind(path)
       .bind(info->instance)
-      .bind(static_cast<int>(::getpid()))
+      .bind(pid)
+      .run();
+  db.prepare("DELETE FROM attachments WHERE path = ? AND instance = ? AND pid = ? AND blocks <= 0")
+      .bind(path)
+      .bind(info->instance)
+      .bind(pid)
       .run();
   return 0;
 }

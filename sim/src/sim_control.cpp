@@ -3,11 +3,14 @@
 #include <algorithm>
 
 #include "rmsim.h"
+#include "sim_cmddevs.h"
+#include "sim_data.h"
 #include "sim_db.h"
 #include "sim_faults.h"
 #include "sim_journal.h"
 #include "sim_pairs.h"
 #include "sim_settings.h"
+#include "sim_sha256.h"
 
 namespace rmsim {
 
@@ -115,6 +118,21 @@ int64_t Simulator::counter(const std::string& function) {
 }
 
 void Simulator::resetCounters() { m_db->exec("DELETE FROM counters"); }
+
+void Simulator::writeData(int serial, int ldev, const std::string& bytes) {
+  rmsim::writeData(*m_db, serial, ldev, bytes);
+}
+
+std::string Simulator::readData(int serial, int ldev) { return rmsim::readData(*m_db, serial, ldev); }
+
+std::string Simulator::checksum(int serial, int ldev) { return sha256Hex(readData(serial, ldev)); }
+
+std::vector<Simulator::Attachment> Simulator::attachments() {
+  std::vector<Attachment> out;
+  Statement q = m_db->prepare("SELECT path, instance, pid FROM attachments ORDER BY path, instance, pid");
+  while (q.step()) out.push_back(Attachment{q.text(0), q.number(1), q.number(2), processAlive(q.number(2))});
+  return out;
+}
 
 std::vector<CallRecord> Simulator::journal() { return readJournal(*m_db); }
 

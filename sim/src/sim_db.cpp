@@ -95,6 +95,11 @@ Statement& Statement::bind(const std::string& value) {
   return *this;
 }
 
+Statement& Statement::bindBlob(const std::string& bytes) {
+  sqlite3_bind_blob(m_stmt, m_next++, bytes.data(), static_cast<int>(bytes.size()), SQLITE_TRANSIENT);
+  return *this;
+}
+
 bool Statement::step() {
   int rc = sqlite3_step(m_stmt);
   if (rc == SQLITE_ROW) return true;
@@ -109,6 +114,12 @@ double Statement::real(int column) const { return sqlite3_column_double(m_stmt, 
 std::string Statement::text(int column) const {
   const unsigned char* value = sqlite3_column_text(m_stmt, column);
   return value ? reinterpret_cast<const char*>(value) : "";
+}
+
+std::string Statement::blob(int column) const {
+  const void* bytes = sqlite3_column_blob(m_stmt, column);
+  const int size = sqlite3_column_bytes(m_stmt, column);
+  return bytes ? std::string(static_cast<const char*>(bytes), static_cast<size_t>(size)) : std::string();
 }
 
 Transaction::Transaction(Db& db) : m_db(db) { m_db.exec("BEGIN IMMEDIATE"); }

@@ -61,6 +61,7 @@ class Statement {
   Statement& bind(int value) { return bind(static_cast<int64_t>(value)); }
   Statement& bind(double value);
   Statement& bind(const std::string& value);
+  Statement& bindBlob(const std::string& bytes);
   // True while there is a row to read.
   bool step();
   void run() {
@@ -71,6 +72,7 @@ class Statement {
   int number(int column) const { return static_cast<int>(integer(column)); }
   double real(int column) const;
   std::string text(int column) const;
+  std::string blob(int column) const;
 
  private:
   sqlite3* m_db;

@@ -1,13 +1,13 @@
 // The readable dump of the simulator's state that `rmsim show` prints.
-#include <signal.h>
-
-#include <cerrno>
 #include <sstream>
 #include <vector>
 
 #include "rmsim.h"
+#include "sim_cmddevs.h"
+#include "sim_data.h"
 #include "sim_db.h"
 #include "sim_pairs.h"
+#include "sim_sha256.h"
 
 namespace rmsim {
 
@@ -49,8 +49,6 @@ std::string properties(int bits) {
   }
   return out.empty() ? "none" : out;
 }
-
-bool alive(int pid) { return ::kill(pid, 0) == 0 || errno == EPERM; }
 
 }  // namespace
 
@@ -96,7 +94,7 @@ std::string Simulator::describe() {
   printTable(out, "pairs",
              {"serial", "pvol", "mu", "svol", "kind", "status", "copyrate", "csize", "ctg", "fault"}, pairs);
   std::vector<Row> attachments = query(db, "SELECT path, instance, pid FROM attachments ORDER BY 1, 2, 3", 3);
-  for (Row& row : attachments) row.push_back(alive(std::stoi(row[2])) ? "running" : "gone");
+  for (Row& row : attachments) row.push_back(processAlive(std::stoi(row[2])) ? "running" : "gone");
   printTable(out, "attachments", {"path", "instance", "pid", "process"}, attachments);
   printTable(out, "faults",
              {"function", "errno", "remaining", "after", "volume", "cmddev", "pid", "mode", "message"},
@@ -108,6 +106,13 @@ std::string Simulator::describe() {
                    "WHEN carried_out = 1 THEN 'carried-out' ELSE 'refused' END, message "
                    "FROM faults ORDER BY id",
                    9));
+  std::vector<Row> data = query(db, "SELECT serial, ldev, bytes FROM ldev_data ORDER BY 1, 2", 3);
+  for (Row& row : data) {
+    const std::string bytes = rmsim::readData(db, std::stoi(row[0]), std::stoi(row[1]));
+    row[2] = std::to_string(bytes.size());
+    row.push_back(sha256Hex(bytes).substr(0, 16));
+  }
+  printTable(out, "ldev data", {"serial", "ldev", "bytes", "sha256-prefix"}, data);
   printTable(out, "settings", {"key", "value"}, query(db, "SELECT key, value FROM settings ORDER BY 1", 2));
   printTable(out, "counters", {"function", "calls"},
              query(db, "SELECT func, SUM(count) FROM counters GROUP BY func ORDER BY 1", 2));

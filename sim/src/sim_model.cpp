@@ -10,6 +10,7 @@
 #include <tuple>
 
 #include "rmsim.h"
+#include "sim_data.h"
 #include "sim_db.h"
 #include "sim_settings.h"
 
@@ -122,7 +123,7 @@ void checkModel(const Model& model) {
 void storeModel(Db& db, const Model& model) {
   Transaction tx(db);
   for (const char* table : {"arrays", "cmddevs", "ports", "hostgroups", "ldevs", "luns", "pairs",
-                            "attachments", "faults", "settings"}) {
+                            "attachments", "faults", "settings", "ldev_data"}) {
     db.exec(std::string("DELETE FROM ") + table);
   }
   std::map<int, std::string> vendors;
@@ -207,6 +208,7 @@ void storeModel(Db& db, const Model& model) {
         .bind(now)
         .run();
   }
+  seedData(db);
   tx.commit();
 }
 

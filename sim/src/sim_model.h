@@ -105,8 +105,9 @@ Model parseModel(const std::string& text, const std::string& hostName);
 // rule of the arrays (unknown references, duplicates, mirror units).
 void checkModel(const Model& model);
 
-// Replaces the state's arrays, pairs, attachments, faults and settings with
-// the model (counters stay), in one transaction.
+// Replaces the state's arrays, pairs, LDEV data, attachments, faults and
+// settings with the model (counters and the journal stay), in one
+// transaction.
 void storeModel(Db& db, const Model& model);
 
 // The inquiry data the arrays report for an LDEV when the model sets none.

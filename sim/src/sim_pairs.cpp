@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "sim_call.h"
+#include "sim_data.h"
 #include "sim_db.h"
 #include "sim_luns.h"
 #include "sim_settings.h"
@@ -57,10 +58,18 @@ void savePair(Db& db, const Pair& pair) {
 
 bool copying(int status) { return status == RMSIM_COPY || status == RMSIM_RCPY; }
 
-void finishCopy(Pair& pair) {
+// The end of a copy is when the data moves: a forward copy makes the
+// secondary equal the primary as it is now, a reverse one the primary equal
+// the secondary. A copy suspended by error moves nothing.
+void finishCopy(Db& db, Pair& pair) {
   if (pair.suspendAtEnd) {
     pair.status = RMSIM_PSUE;  // copy rate left where it stopped
   } else {
+    if (pair.status == RMSIM_RCPY) {
+      copyData(db, pair.serial, pair.svol, pair.pvol);
+    } else {
+      copyData(db, pair.serial, pair.pvol, pair.svol);
+    }
     pair.status = pair.splitAtEnd ? RMSIM_PSUS : RMSIM_PAIR;
     pair.copyrate = 100;
   }
@@ -80,7 +89,7 @@ void startCopy(Db& db, const Settings& settings, Pair& pair, int status, int csi
   pair.readsLeft = settings.copyReads;
   pair.copyStarted = wallClock();
   pair.splitAtEnd = false;
-  if (settings.copySeconds <= 0.0 && settings.copyReads == 0) finishCopy(pair);
+  if (settings.copySeconds <= 0.0 && settings.copyReads == 0) finishCopy(db, pair);
   savePair(db, pair);
 }
 
@@ -193,7 +202,7 @@ void advanceCopy(Db& db, const Settings& settings, Pair& pair, bool statusRead) 
   if (settings.copySeconds > 0.0) {
     double elapsed = wallClock() - pair.copyStarted;
     if (elapsed >= settings.copySeconds) {
-      finishCopy(pair);
+      finishCopy(db, pair);
     } else {
       pair.copyrate = std::min(99, std::max(0, static_cast<int>(elapsed * 100.0 / settings.copySeconds)));
     }
@@ -201,7 +210,7 @@ void advanceCopy(Db& db, const Settings& settings, Pair& pair, bool statusRead) 
     if (!statusRead) return;
     pair.readsLeft -= 1;
     if (pair.readsLeft <= 0) {
-      finishCopy(pair);
+      finishCopy(db, pair);
     } else {
       int total = std::max(settings.copyReads, pair.readsLeft + 1);
       pair.copyrate = std::min(99, 100 * (total - pair.readsLeft) / total);
@@ -260,6 +269,8 @@ int pairSplit(Call& call, targdev* targ, int sopt, int csize) {
   if (int rc = checkPace(call, csize)) return rc;
   switch (pair.status) {
     case RMSIM_PAIR:
+      // The secondary is frozen as the primary is at the split.
+      copyData(call.db(), pair.serial, pair.pvol, pair.svol);
       pair.status = RMSIM_PSUS;
       pair.csize = csize;
       pair.smod = sopt & 0xFF;

@@ -7,14 +7,14 @@
 
 namespace rmsim {
 
-const int kSchemaVersion = 5;
+const int kSchemaVersion = 7;
 
 const char kDropTables[] = R"SQL(
 DROP TABLE IF EXISTS arrays; DROP TABLE IF EXISTS cmddevs; DROP TABLE IF EXISTS ports;
 DROP TABLE IF EXISTS hostgroups; DROP TABLE IF EXISTS ldevs; DROP TABLE IF EXISTS luns;
 DROP TABLE IF EXISTS pairs; DROP TABLE IF EXISTS lasterr; DROP TABLE IF EXISTS faults;
 DROP TABLE IF EXISTS counters; DROP TABLE IF EXISTS settings; DROP TABLE IF EXISTS attachments;
-DROP TABLE IF EXISTS journal;
+DROP TABLE IF EXISTS journal; DROP TABLE IF EXISTS ldev_data;
 )SQL";
 
 const char kCreateTables[] = R"SQL(
@@ -55,8 +55,12 @@ CREATE TABLE faults (id INTEGER PRIMARY KEY, func TEXT NOT NULL, errno INTEGER N
 -- Calls by function and calling process.
 CREATE TABLE counters (func TEXT, pid INTEGER, count INTEGER NOT NULL, PRIMARY KEY (func, pid));
 CREATE TABLE settings (key TEXT PRIMARY KEY, value TEXT NOT NULL);
--- Who has which command device attached under which instance number (for inspection).
-CREATE TABLE attachments (path TEXT, instance INTEGER, pid INTEGER, PRIMARY KEY (path, instance, pid));
+-- Who has which command device attached under which instance number; blocks: how many attach
+-- blocks of that process do (each detach gives one back).
+CREATE TABLE attachments (path TEXT, instance INTEGER, pid INTEGER, blocks INTEGER NOT NULL DEFAULT 1,
+  PRIMARY KEY (path, instance, pid));
+-- What each LDEV holds (at most a few KiB: enough to tell one point in time from another).
+CREATE TABLE ldev_data (serial INTEGER, ldev INTEGER, bytes BLOB NOT NULL, PRIMARY KEY (serial, ldev));
 -- Every call as the library received it; -1 where the call has no such argument. The rowid is the
 -- call's place in the journal, so a cleared journal counts from 1 again.
 CREATE TABLE journal (seq INTEGER PRIMARY KEY, func TEXT NOT NULL, pid INTEGER NOT NULL,

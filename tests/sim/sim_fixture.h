@@ -93,6 +93,14 @@ class SimulatorTest : public ::testing::Test {
     std::memset(info, 0, sizeof *info);
     return lib.attach(info, &path[0], instance);
   }
+
+ public:
+  // For helpers acting as another process of the test.
+  int attachFor(cmddevinfo* info, const std::string& path, int instance) {
+    return attach(info, path, instance);
+  }
+
+ protected:
   pairstatinfo status(int lun, int mu) {  // of the volume at `lun`, asserting success
     targdev t = volume(lun, mu);
     pairstatinfo info;

@@ -34,6 +34,13 @@ class SimControl {
   std::vector<rmsim::CallRecord> journal();
   void clearJournal();
   std::map<std::string, int64_t> counters(int pid);  // of one process
+  void addFault(const rmsim::FaultSpec& fault);      // beside the faults already armed
+  void clearFaults();
+  // An LDEV's data (see sim/README.md: what the host may write, how pairs move it).
+  void writeData(int serial, int ldev, const std::string& bytes);
+  std::string readData(int serial, int ldev);
+  std::string checksum(int serial, int ldev);
+  std::vector<rmsim::AttachmentRecord> attachments();
 
  private:
   struct Impl;
