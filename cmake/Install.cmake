@@ -20,9 +20,9 @@ set(HITACHIFI_PACKAGE_MAINTAINER "hitachifi maintainers <maintainers@users.norep
 find_program(GZIP gzip REQUIRED)
 find_program(HELP2MAN help2man)
 
-# Debian wants man pages and changelogs compressed without a time stamp.
+# Debian wants man pages and changelogs compressed without a time stamp (gzip -n).
 configure_file(${HITACHIFI_PACKAGING_DIR}/changelog.in ${_gen}/changelog @ONLY)
-set(_compressed ${_gen}/changelog.Debian.gz ${_gen}/rmsim.1.gz ${_gen}/default.model)
+set(_generated ${_gen}/changelog.Debian.gz ${_gen}/rmsim.1.gz ${_gen}/default.model)
 add_custom_command(OUTPUT ${_gen}/changelog.Debian.gz
   COMMAND ${GZIP} -9nc ${_gen}/changelog > ${_gen}/changelog.Debian.gz
   DEPENDS ${_gen}/changelog ${HITACHIFI_PACKAGING_DIR}/changelog.in)
@@ -43,11 +43,11 @@ if(TARGET fihost_man)
   add_custom_command(OUTPUT ${_gen}/fihost.1.gz
     COMMAND ${GZIP} -9nc ${_fihost_man} > ${_gen}/fihost.1.gz
     DEPENDS fihost_man ${_fihost_man})
-  list(APPEND _compressed ${_gen}/fihost.1.gz)
+  list(APPEND _generated ${_gen}/fihost.1.gz)
 else()
   message(WARNING "help2man not found: fihost's man page is neither built nor installed")
 endif()
-add_custom_target(hitachifi_install_files ALL DEPENDS ${_compressed})
+add_custom_target(hitachifi_install_files ALL DEPENDS ${_generated})
 
 # hitachifi
 install(TARGETS hitachifi LIBRARY DESTINATION ${HITACHIFI_INSTALL_PLUGINDIR}
