@@ -14,6 +14,7 @@ PACKAGES=(
   libsqlite3-dev sqlite3
   libbsd-dev
   libcli11-dev nlohmann-json3-dev help2man
+  dpkg-dev file lintian
 )
 
 missing=()
