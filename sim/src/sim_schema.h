@@ -7,7 +7,7 @@
 
 namespace rmsim {
 
-const int kSchemaVersion = 7;
+const int kSchemaVersion = 8;
 
 const char kDropTables[] = R"SQL(
 DROP TABLE IF EXISTS arrays; DROP TABLE IF EXISTS cmddevs; DROP TABLE IF EXISTS ports;
@@ -34,7 +34,9 @@ CREATE TABLE ldevs (serial INTEGER, ldev INTEGER, emulation TEXT NOT NULL, size 
   inq_product TEXT NOT NULL, inq_serial TEXT NOT NULL, PRIMARY KEY (serial, ldev));
 CREATE TABLE luns (serial INTEGER, port INTEGER, hostgroup INTEGER, lun INTEGER, ldev INTEGER NOT NULL,
   PRIMARY KEY (serial, port, hostgroup, lun));
-CREATE INDEX luns_by_ldev ON luns (serial, ldev);
+-- Holds the path order too: a volume's paths "ORDER BY port, hostgroup, lun" would otherwise make
+-- the planner walk every LUN of the array in key order to spare a sort, one scan per call.
+CREATE INDEX luns_by_ldev ON luns (serial, ldev, port, hostgroup, lun);
 -- A pair is keyed by its primary and mirror unit. While copying, reads_left counts the status
 -- reads until completion and copy_started (seconds since the epoch) times it; suspend_at_end
 -- makes the copy end in PSUE instead of PAIR, split_at_end (a ShadowImage split accepted while
