@@ -83,8 +83,8 @@ void printJournal(const std::vector<rmsim::CallRecord>& journal) {
 
 // fault FUNCTION ERRNO COUNT [MESSAGE...] [OPTIONS], options anywhere after FUNCTION.
 void fault(rmsim::Simulator& sim, const std::vector<std::string>& args) {
-  rmsim::FaultSpec spec;
-  spec.function = args[0];
+  rmsim::FaultSpec fault;
+  fault.function = args[0];
   bool add = false;
   std::vector<std::string> words;
   auto value = [&](size_t& i, const char* what) -> const std::string& {
@@ -94,16 +94,16 @@ void fault(rmsim::Simulator& sim, const std::vector<std::string>& args) {
   for (size_t i = 1; i < args.size(); ++i) {
     const std::string& word = args[i];
     if (word == "--after") {
-      spec.after = number(value(i, "a number of calls"), "number of calls");
+      fault.after = number(value(i, "a number of calls"), "number of calls");
     } else if (word == "--volume") {
-      spec.serial = number(value(i, "SERIAL LDEV"), "serial");
-      spec.ldev = number(value(i, "SERIAL LDEV"), "ldev");
+      fault.serial = number(value(i, "SERIAL LDEV"), "serial");
+      fault.ldev = number(value(i, "SERIAL LDEV"), "ldev");
     } else if (word == "--cmddev") {
-      spec.cmddev = value(i, "a command device path");
+      fault.cmddev = value(i, "a command device path");
     } else if (word == "--pid") {
-      spec.pid = number(value(i, "a process id"), "process id");
+      fault.pid = number(value(i, "a process id"), "process id");
     } else if (word == "--carried-out") {
-      spec.carriedOut = true;
+      fault.carriedOut = true;
     } else if (word == "--add") {
       add = true;
     } else if (word.compare(0, 2, "--") == 0) {
@@ -113,18 +113,18 @@ void fault(rmsim::Simulator& sim, const std::vector<std::string>& args) {
     }
   }
   if (words.size() < 2) throw rmsim::ModelError("a fault needs an error number and a count");
-  if (spec.function == "getrmerrmsg") {
-    spec.nullText = words[0] == "null";
-    spec.emptyText = words[0] == "empty";
-    if (!spec.nullText && !spec.emptyText) throw rmsim::ModelError("getrmerrmsg takes null or empty");
+  if (fault.function == "getrmerrmsg") {
+    fault.nullText = words[0] == "null";
+    fault.emptyText = words[0] == "empty";
+    if (!fault.nullText && !fault.emptyText) throw rmsim::ModelError("getrmerrmsg takes null or empty");
   } else {
-    spec.errorNumber = number(words[0], "error number");
+    fault.errorNumber = number(words[0], "error number");
   }
-  spec.count = number(words[1], "count");
-  for (size_t i = 2; i < words.size(); ++i) spec.message += (i > 2 ? " " : "") + words[i];
-  if (spec.message.empty()) spec.message = "injected failure";
-  if (!add) sim.clearFaults(spec.function);
-  sim.addFault(spec);
+  fault.count = number(words[1], "count");
+  for (size_t i = 2; i < words.size(); ++i) fault.message += (i > 2 ? " " : "") + words[i];
+  if (fault.message.empty()) fault.message = "injected failure";
+  if (!add) sim.clearFaults(fault.function);
+  sim.addFault(fault);
 }
 
 // Runs one command on the state file `db`; returns the exit status.

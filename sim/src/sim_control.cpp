@@ -16,12 +16,12 @@ namespace rmsim {
 
 void Simulator::setFault(const std::string& function, int errorNumber, const std::string& message,
                          int count) {
-  FaultSpec spec;
-  spec.function = function;
-  spec.errorNumber = errorNumber;
-  spec.message = message;
-  spec.count = count;
-  replaceFaults(*m_db, spec);
+  FaultSpec fault;
+  fault.function = function;
+  fault.errorNumber = errorNumber;
+  fault.message = message;
+  fault.count = count;
+  replaceFaults(*m_db, fault);
 }
 
 void Simulator::addFault(const FaultSpec& fault) { rmsim::addFault(*m_db, fault); }

@@ -30,24 +30,24 @@ bool matches(const Armed& armed, const CallSite& site) {
   return armed.pid == 0 || armed.pid == site.pid;
 }
 
-void checkSpec(const FaultSpec& spec) {
-  if (!isRmlibFunction(spec.function)) throw ModelError("no RMLIB function named '" + spec.function + "'");
-  if (spec.function == "getrmerrmsg") {
-    if (spec.nullText == spec.emptyText)
+void checkSpec(const FaultSpec& fault) {
+  if (!isRmlibFunction(fault.function)) throw ModelError("no RMLIB function named '" + fault.function + "'");
+  if (fault.function == "getrmerrmsg") {
+    if (fault.nullText == fault.emptyText)
       throw ModelError("getrmerrmsg returns a text and cannot fail: say null text or empty text");
   } else {
-    if (spec.nullText || spec.emptyText)
+    if (fault.nullText || fault.emptyText)
       throw ModelError("a null or empty text is a fault of getrmerrmsg only");
-    if (spec.errorNumber == 0) throw ModelError("a fault needs a non-zero error number");
+    if (fault.errorNumber == 0) throw ModelError("a fault needs a non-zero error number");
   }
-  if (spec.count == 0 || spec.count < -1)
+  if (fault.count == 0 || fault.count < -1)
     throw ModelError("a fault's count is a number of calls, or -1 for every call");
-  if (spec.after < 0) throw ModelError("a fault's calls to let succeed first cannot be negative");
-  if ((spec.serial == -1) != (spec.ldev == -1))
+  if (fault.after < 0) throw ModelError("a fault's calls to let succeed first cannot be negative");
+  if ((fault.serial == -1) != (fault.ldev == -1))
     throw ModelError("a fault's volume needs both the serial and the LDEV");
-  if (spec.serial != -1 && (spec.serial < 1 || spec.ldev < 0 || spec.ldev > 0xFEFF))
+  if (fault.serial != -1 && (fault.serial < 1 || fault.ldev < 0 || fault.ldev > 0xFEFF))
     throw ModelError("a fault's volume is a serial above 0 and an LDEV 0 to 65279");
-  if (spec.pid < 0) throw ModelError("a fault's process id cannot be negative");
+  if (fault.pid < 0) throw ModelError("a fault's process id cannot be negative");
 }
 
 }  // namespace
@@ -104,33 +104,33 @@ bool takeFault(Db& db, const CallSite& site, Fault& fault) {
   return triggered;
 }
 
-void addFault(Db& db, const FaultSpec& spec) {
-  checkSpec(spec);
-  const FaultText text = spec.nullText    ? FaultText::Null
-                         : spec.emptyText ? FaultText::Empty
-                                          : FaultText::Last;
+void addFault(Db& db, const FaultSpec& fault) {
+  checkSpec(fault);
+  const FaultText text = fault.nullText    ? FaultText::Null
+                         : fault.emptyText ? FaultText::Empty
+                                           : FaultText::Last;
   db.prepare(
         "INSERT INTO faults(func, errno, message, remaining, after, serial, ldev, cmddev, pid, carried_out, "
         "text) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")
-      .bind(spec.function)
-      .bind(spec.errorNumber)
-      .bind(spec.message)
-      .bind(spec.count)
-      .bind(spec.after)
-      .bind(spec.serial)
-      .bind(spec.ldev)
-      .bind(spec.cmddev)
-      .bind(spec.pid)
-      .bind(spec.carriedOut ? 1 : 0)
+      .bind(fault.function)
+      .bind(fault.errorNumber)
+      .bind(fault.message)
+      .bind(fault.count)
+      .bind(fault.after)
+      .bind(fault.serial)
+      .bind(fault.ldev)
+      .bind(fault.cmddev)
+      .bind(fault.pid)
+      .bind(fault.carriedOut ? 1 : 0)
       .bind(static_cast<int>(text))
       .run();
 }
 
-void replaceFaults(Db& db, const FaultSpec& spec) {
-  checkSpec(spec);
+void replaceFaults(Db& db, const FaultSpec& fault) {
+  checkSpec(fault);
   Transaction tx(db);
-  db.prepare("DELETE FROM faults WHERE func = ?").bind(spec.function).run();
-  addFault(db, spec);
+  db.prepare("DELETE FROM faults WHERE func = ?").bind(fault.function).run();
+  addFault(db, fault);
   tx.commit();
 }
 

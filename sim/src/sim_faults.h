@@ -44,8 +44,8 @@ bool takeFault(Db& db, const CallSite& site, Fault& fault);
 
 // Checked arming (ModelError for a bad request) and disarming. replaceFaults
 // removes the function's faults first: one simple fault per function.
-void addFault(Db& db, const FaultSpec& spec);
-void replaceFaults(Db& db, const FaultSpec& spec);
+void addFault(Db& db, const FaultSpec& fault);
+void replaceFaults(Db& db, const FaultSpec& fault);
 void clearFaults(Db& db);
 
 }  // namespace rmsim

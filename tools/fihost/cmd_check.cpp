@@ -180,18 +180,18 @@ std::string selectHint(const std::vector<PluginMessage>& messages, int rc) {
 // HITACHIFI_SNAPSHOT_RESOURCE_SPEC ("source = target, target" entries, by
 // line or ";"), "" when none. Only for reporting: the plugin reads the value.
 std::string configuredTarget(const std::string& udid) {
-  std::string spec = env("HITACHIFI_SNAPSHOT_RESOURCE_SPEC", "");
-  if (!spec.empty() && spec[0] == '@') {
-    std::ifstream in(spec.substr(1));
-    spec.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  std::string fault = env("HITACHIFI_SNAPSHOT_RESOURCE_SPEC", "");
+  if (!fault.empty() && fault[0] == '@') {
+    std::ifstream in(fault.substr(1));
+    fault.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
   }
-  for (size_t at = spec.find(udid); at != std::string::npos; at = spec.find(udid, at + udid.size())) {
-    size_t equals = spec.find_first_not_of(" \t", at + udid.size());
-    if (equals == std::string::npos || spec[equals] != '=') continue;
-    size_t first = spec.find_first_not_of(" \t", equals + 1);
+  for (size_t at = fault.find(udid); at != std::string::npos; at = fault.find(udid, at + udid.size())) {
+    size_t equals = fault.find_first_not_of(" \t", at + udid.size());
+    if (equals == std::string::npos || fault[equals] != '=') continue;
+    size_t first = fault.find_first_not_of(" \t", equals + 1);
     if (first == std::string::npos) return "";
-    size_t end = spec.find_first_of(",;\n \t", first);
-    return spec.substr(first, end == std::string::npos ? std::string::npos : end - first);
+    size_t end = fault.find_first_of(",;\n \t", first);
+    return fault.substr(first, end == std::string::npos ? std::string::npos : end - first);
   }
   return "";
 }
