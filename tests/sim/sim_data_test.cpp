@@ -128,14 +128,7 @@ TEST_F(LdevData, ABadModelLeavesTheStateAsItWas) {
   EXPECT_EQ(RMSIM_PSUS, status(2, 0).pairstat);
 }
 
-class RmsimTool : public ::testing::Test {
- protected:
-  Outcome rmsim(const std::string& arguments) {
-    return run(std::string(RMSIM_BIN) + " --db '" + db + "' " + arguments);
-  }
-  TempDir dir;
-  const std::string db = dir.path + "/tool.db";
-};
+using RmsimTool = SimulatorTest;
 
 TEST_F(RmsimTool, InitShowsTheDefaultModelAndPairStatesAndFaultsReachTheLibrary) {
   ASSERT_EQ(0, rmsim("init db1").status);
@@ -151,12 +144,10 @@ TEST_F(RmsimTool, InitShowsTheDefaultModelAndPairStatesAndFaultsReachTheLibrary)
 
   ASSERT_EQ(0, rmsim("pair 410001 257 0 PSUE").status);
   ASSERT_EQ(0, rmsim("fault getldev 206 1 command device I/O error").status);
-  rmsim::Simulator state(db);  // what the library reads
-  cmddevinfo cmd{};
-  ASSERT_EQ(0, state.attachcmddev(&cmd, "/dev/sdb", 601));
-  targdev t = volume(2, 0);
-  EXPECT_EQ(206, state.getldev(&cmd, &t));
-  EXPECT_EQ(RMSIM_PSUE, state.pairStatus(kHitachi, 257, 0));
+  ASSERT_EQ(0, attach(&cmd, "/dev/sdb", 601));
+  targdev t = volume(kLun257, 0);
+  EXPECT_EQ(206, lib.ldev(&cmd, &t));
+  EXPECT_EQ(RMSIM_PSUE, status(kLun257, 0).pairstat);
   show = rmsim("show");
   EXPECT_NE(std::string::npos, show.output.find("/dev/sdb 601")) << show.output;  // the attachment
   EXPECT_NE(std::string::npos, show.output.find("getldev 1")) << show.output;     // the counter
