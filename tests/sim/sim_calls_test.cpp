@@ -1,6 +1,6 @@
 // Instance numbers (one live process per number and command device, none
 // negative), the functions each library variant exports, and the call
-// journal: what every process sent, exactly as the library received it.
+// journal and counters: what every process sent, exactly as received.
 #include <sys/wait.h>
 #include <unistd.h>
 

@@ -1,7 +1,7 @@
 // The pair state machine through the exported pair commands: each state's
 // answer to a split and a forward or reverse resync, copy progress, refusals,
-// suspension, call counters; and faults: the k-th call, one volume, command
-// device or process, carried out yet failed, getrmerrmsg's null or empty text.
+// suspension; and faults: the k-th call, one volume, command device or
+// process, carried out yet failed, getrmerrmsg's null or empty text.
 #include <unistd.h>
 
 #include <map>
