@@ -1,7 +1,9 @@
-// LDEV data: a point-in-time copy and a restore, byte for byte, as pair
-// transitions move the data; what the host may write; rmsim's data commands.
+// LDEV data moved by pair transitions, byte for byte; what the host may write;
+// the model file's named errors; and the rmsim tool reaching the library's state.
+#include <fstream>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sim_fixture.h"
@@ -9,16 +11,9 @@
 namespace simtest {
 namespace {
 
-const int kLun256 = 1;  // SI mu 0 -> 512 (PSUS), COW mu 3 -> 768 (PSUS)
-const int kLun257 = 2;  // SI mu 0 -> 513 (PAIR)
+using LdevData = SimulatorTest;
 
-class LdevData : public SimulatorTest {
- protected:
-  std::string data(int ldev) { return sim->readData(kHitachi, ldev); }
-  void write(int ldev, const std::string& bytes) { sim->writeData(kHitachi, ldev, bytes); }
-};
-
-TEST_F(LdevData, AFreshModelGivesEachLdevItsOwnContentAndPairsInPairTheirPrimarys) {
+TEST_F(LdevData, AFreshModelGivesEachLdevItsOwnContentAndTheHostWritesWithinLimits) {
   EXPECT_EQ("rmsim 410001 LDEV 256 (0x0100)\n", data(256));
   EXPECT_EQ(data(257), data(513));  // both pairs of 257 are in PAIR
   EXPECT_EQ(data(257), data(769));
@@ -27,6 +22,16 @@ TEST_F(LdevData, AFreshModelGivesEachLdevItsOwnContentAndPairsInPairTheirPrimary
   EXPECT_EQ(10u, distinct.size());
   EXPECT_NE(sim->readData(520002, 300), sim->readData(520002, 600));
   EXPECT_THROW(data(1000), rmsim::ModelError);
+
+  // What the host may write: not a mirrored secondary, not beyond 64 KiB.
+  EXPECT_THROW(write(513, "x"), rmsim::ModelError);  // 257 mu 0 is PAIR
+  write(512, "a split secondary is the host's");
+  EXPECT_EQ("a split secondary is the host's", data(512));
+  write(256, std::string(65536, 'z'));
+  EXPECT_THROW(write(256, std::string(65537, 'z')), rmsim::ModelError);
+  EXPECT_EQ(65536u, data(256).size());
+  write(258, "");
+  EXPECT_EQ("", data(258));
 }
 
 struct Kind {
@@ -35,7 +40,7 @@ struct Kind {
   int svol;
 };
 
-class PointInTime : public LdevData, public ::testing::WithParamInterface<Kind> {};
+class PointInTime : public SimulatorTest, public ::testing::WithParamInterface<Kind> {};
 
 TEST_P(PointInTime, SplitFreezesTheSecondaryAndARestoreBringsItBackByteForByte) {
   const Kind kind = GetParam();
@@ -67,70 +72,97 @@ TEST_P(PointInTime, SplitFreezesTheSecondaryAndARestoreBringsItBackByteForByte) 
 
 INSTANTIATE_TEST_SUITE_P(BothKinds, PointInTime,
                          ::testing::Values(Kind{"ShadowImage", 0, 512}, Kind{"CopyOnWrite", 3, 768}),
-                         [](const ::testing::TestParamInfo<Kind>& info) {
-                           return std::string(info.param.name);
-                         });
-
-TEST_F(LdevData, ASplitWhileCopyingFreezesThePrimaryAsItIsWhenTheCopyEnds) {
-  write(256, "v1");
-  ASSERT_EQ(0, resync(kLun256, 0, 0));
-  ASSERT_EQ(0, split(kLun256, 0));
-  write(256, "v2 during the copy");
-  EXPECT_EQ(RMSIM_COPY, status(kLun256, 0).pairstat);
-  EXPECT_EQ(RMSIM_PSUS, status(kLun256, 0).pairstat);
-  write(256, "v3");
-  EXPECT_EQ("v2 during the copy", data(512));
-}
-
-TEST_F(LdevData, ACopyThatEndsSuspendedMovesNothing) {
-  const std::string frozen = data(512);
-  sim->suspendPair(kHitachi, 256, 0, rmsim::Suspend::AtCopyEnd);
-  ASSERT_EQ(0, resync(kLun256, 0, 0));
-  status(kLun256, 0);
-  EXPECT_EQ(RMSIM_PSUE, status(kLun256, 0).pairstat);
-  EXPECT_EQ(frozen, data(512));
-}
-
-TEST_F(LdevData, TheHostCannotWriteAMirroredSecondaryNorMoreThanTheLimit) {
-  EXPECT_THROW(write(513, "x"), rmsim::ModelError);  // 257 mu 0 is PAIR
-  write(512, "a split secondary is the host's");
-  EXPECT_EQ("a split secondary is the host's", data(512));
-  write(256, std::string(65536, 'z'));
-  EXPECT_THROW(write(256, std::string(65537, 'z')), rmsim::ModelError);
-  EXPECT_EQ(65536u, data(256).size());
-  write(258, "");
-  EXPECT_EQ("", data(258));
-}
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(LdevData, RmsimWritesReadsAndChecksumsRawBytes) {
-  const std::string rmsim = std::string(RMSIM_BIN) + " --db " + dir.path + "/state.db ";
   std::string bytes;
   for (int i = 0; i < 3000; ++i) bytes.push_back(static_cast<char>(i * 7 % 256));  // NULs and high bytes
   const std::string file = dir.path + "/image";
-  FILE* out = std::fopen(file.c_str(), "wb");
-  ASSERT_NE(nullptr, out);
-  std::fwrite(bytes.data(), 1, bytes.size(), out);
-  std::fclose(out);
+  ASSERT_TRUE(std::ofstream(file, std::ios::binary).write(bytes.data(), bytes.size()).good());
 
-  ASSERT_EQ(0, run(rmsim + "write 410001 256 --file " + file).status);
+  ASSERT_EQ(0, rmsim("write 410001 256 --file " + file).status);
   EXPECT_EQ(bytes, data(256));
-  Outcome read = run(rmsim + "read 410001 256 | sha256sum");
-  Outcome sum = run(rmsim + "checksum 410001 256");
+  Outcome read = rmsim("read 410001 256 | sha256sum");
+  Outcome sum = rmsim("checksum 410001 256");
   ASSERT_EQ(0, sum.status);
   EXPECT_EQ(sim->checksum(kHitachi, 256) + "\n", sum.output);
   EXPECT_EQ(sim->checksum(kHitachi, 256) + "  -\n", read.output);
 
-  ASSERT_EQ(0, run(rmsim + "write 410001 257 hello array").status);
-  EXPECT_EQ("hello array", run(rmsim + "read 410001 257").output);
+  ASSERT_EQ(0, rmsim("write 410001 257 hello array").status);
+  EXPECT_EQ("hello array", rmsim("read 410001 257").output);
   EXPECT_EQ("hello array", data(513));  // mirrored
-  Outcome refused = run(rmsim + "write 410001 513 no");
+  Outcome refused = rmsim("write 410001 513 no");
   EXPECT_EQ(1, refused.status);
   EXPECT_NE(std::string::npos, refused.output.find("read-only")) << refused.output;
-  EXPECT_EQ(1, run(rmsim + "read 410001 9999").status);
-  EXPECT_EQ(2, run(rmsim + "write 410001 256 --file").status);
+  EXPECT_EQ(1, rmsim("read 410001 9999").status);
+  EXPECT_EQ(2, rmsim("write 410001 256 --file").status);
 
   write(256, "abc");  // the standard's test vector
   EXPECT_EQ("ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad", sim->checksum(kHitachi, 256));
+}
+
+TEST(ModelErrors, NameTheLineAndTheFault) {
+  const std::pair<const char*, const char*> bad[] = {
+      {"# comment\n\narray\n",
+       "model line 3: expected: array SERIAL [vendor=] [product=] [maxmmun=] [unit=]"},
+      {"array 1\nldev 1 5\nldev 1 6\npair 1 5 3 6 si\n",
+       "model line 4: a ShadowImage pair uses mirror unit 0, 1 or 2"},
+      {"array 1\nldev 1 5\nldev 1 6\nldev 1 7\npair 1 5 0 6 si\npair 1 6 0 7 si\n",
+       "model line 5: LDEV 6 of array 1 is a primary too (no cascades)"}};
+  TempDir dir;
+  rmsim::Simulator sim(dir.path + "/state.db");
+  for (const auto& [text, error] : bad) {
+    try {
+      sim.loadModel(text, "db1");
+      ADD_FAILURE() << "accepted: " << text;
+    } catch (const rmsim::ModelError& e) {
+      EXPECT_STREQ(error, e.what());
+    }
+  }
+}
+
+TEST_F(LdevData, ABadModelLeavesTheStateAsItWas) {
+  ASSERT_EQ(0, split(2, 0));
+  EXPECT_THROW(sim->loadModel("array 9\nport 9 0 fibre\nport 9 0 fibre\n", "db1"), rmsim::ModelError);
+  EXPECT_EQ(RMSIM_PSUS, sim->pairStatus(kHitachi, 257, 0));
+  EXPECT_EQ(RMSIM_PSUS, status(2, 0).pairstat);
+}
+
+using RmsimTool = SimulatorTest;
+
+TEST_F(RmsimTool, InitShowsTheDefaultModelAndPairStatesAndFaultsReachTheLibrary) {
+  ASSERT_EQ(0, rmsim("init db1").status);
+  Outcome show = rmsim("show");
+  ASSERT_EQ(0, show.status) << show.output;
+  // A pair ready for a snapshot of each method: ShadowImage and Copy-on-Write on either array.
+  for (const char* expected :
+       {"410001 HITACHI", "520002 HP", "/dev/sdb", "/dev/sdi", "410001 0 0 db1", "520002 0 0 db1",
+        "4100010100", "410001 256 0 512 si PSUS", "410001 259 3 770 cow PSUS", "520002 300 0 600 si PSUS",
+        "520002 301 3 601 cow PSUS"}) {
+    EXPECT_NE(std::string::npos, show.output.find(expected)) << expected << "\n" << show.output;
+  }
+
+  ASSERT_EQ(0, rmsim("pair 410001 257 0 PSUE").status);
+  ASSERT_EQ(0, rmsim("fault getldev 206 1 command device I/O error").status);
+  ASSERT_EQ(0, attach(&cmd, "/dev/sdb", 601));
+  targdev t = volume(kLun257, 0);
+  EXPECT_EQ(206, lib.ldev(&cmd, &t));
+  EXPECT_EQ(RMSIM_PSUE, status(kLun257, 0).pairstat);
+  show = rmsim("show");
+  EXPECT_NE(std::string::npos, show.output.find("/dev/sdb 601")) << show.output;  // the attachment
+  EXPECT_NE(std::string::npos, show.output.find("getldev 1")) << show.output;     // the counter
+}
+
+TEST_F(RmsimTool, ModelFilesLoadWithTheHostNameAndBadInputIsNamed) {
+  const std::string good = dir.path + "/good.model", bad = dir.path + "/bad.model";
+  std::ofstream(good) << "array 7 vendor=HP\nport 7 0 fibre\nhostgroup 7 0 0 @HOST@\n";
+  ASSERT_EQ(0, rmsim("load '" + good + "' backup1").status);
+  EXPECT_NE(std::string::npos, rmsim("show").output.find("7 0 0 backup1"));
+
+  std::ofstream(bad) << "array 1\nport 1 0 copper\n";
+  Outcome load = rmsim("load '" + bad + "'");
+  EXPECT_EQ(1, load.status);
+  EXPECT_EQ("rmsim: model line 2: port kind must be fibre or scsi\n", load.output);
 }
 
 }  // namespace

@@ -56,6 +56,13 @@ struct Svrrm {
 };
 
 const int kHitachi = 410001;
+// Default model, HITACHI array, host group 0 of port 0: LUN -> LDEV.
+const int kLun256 = 1;  // SI mu 0 -> 512 (PSUS), COW mu 3 -> 768 (PSUS)
+const int kLun257 = 2;  // SI mu 0 -> 513 (PAIR), COW mu 3 -> 769 (PAIR)
+const int kLun512 = 3;  // secondary of 256 mu 0
+const int kLun258 = 7;  // SI mu 1 -> 514, mu 2 -> 515 (both PSUS)
+const int kLun259 = 8;  // COW mu 3 -> 770, mu 4 -> 771 (both PSUS)
+const int kLun514 = 9;  // secondary of 258 mu 1
 
 // A volume address as the plugin builds it (port type 1, no LDEV yet).
 inline targdev volume(int lun, int mu, int port = 0, int targid = 0) {
@@ -89,16 +96,14 @@ class SimulatorTest : public ::testing::Test {
     ASSERT_NE(nullptr, lib.handle) << ::dlerror();
     ASSERT_EQ(0, attach(&cmd, "/dev/sdb", 601));
   }
+
+ public:
   int attach(cmddevinfo* info, std::string path, int instance) {
     std::memset(info, 0, sizeof *info);
     return lib.attach(info, &path[0], instance);
   }
-
- public:
-  // For helpers acting as another process of the test.
-  int attachFor(cmddevinfo* info, const std::string& path, int instance) {
-    return attach(info, path, instance);
-  }
+  std::string data(int ldev) { return sim->readData(kHitachi, ldev); }
+  void write(int ldev, const std::string& bytes) { sim->writeData(kHitachi, ldev, bytes); }
 
  protected:
   pairstatinfo status(int lun, int mu) {  // of the volume at `lun`, asserting success
@@ -115,6 +120,9 @@ class SimulatorTest : public ::testing::Test {
   int resync(int lun, int mu, int ropt, int csize = 15) {
     targdev t = volume(lun, mu);
     return lib.resync(&cmd, &t, ropt, csize);
+  }
+  Outcome rmsim(const std::string& arguments) {
+    return run(std::string(RMSIM_BIN) + " --db " + dir.path + "/state.db " + arguments);
   }
   std::string lastError() { return lib.errmsg(&cmd); }
   std::string formattedError() {

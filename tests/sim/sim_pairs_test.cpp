@@ -1,6 +1,9 @@
-// The pair state machine through the exported pair commands: what each
-// state does with a split and a forward or reverse resync, copy progress,
-// the refusals with their error numbers, fault injection and call counters.
+// The pair state machine through the exported pair commands: each state's
+// answer to a split and a forward or reverse resync, copy progress, refusals,
+// suspension; and faults: the k-th call, one volume, command device or
+// process, carried out yet failed, getrmerrmsg's null or empty text.
+#include <unistd.h>
+
 #include <map>
 #include <string>
 #include <vector>
@@ -9,15 +12,6 @@
 
 namespace simtest {
 namespace {
-
-// Default model, HITACHI array, host group 0 of port 0: LUN -> LDEV.
-const int kLun256 = 1;  // SI mu 0 -> 512 (PSUS), COW mu 3 -> 768 (PSUS)
-const int kLun257 = 2;  // SI mu 0 -> 513 (PAIR), COW mu 3 -> 769 (PAIR)
-const int kLun512 = 3;  // secondary of 256 mu 0
-const int kLun258 = 7;  // SI mu 1 -> 514, mu 2 -> 515 (both PSUS)
-const int kLun514 = 9;  // secondary of 258 mu 1
-
-const int kLun259 = 8;  // COW mu 3 -> 770, mu 4 -> 771 (both PSUS)
 
 struct Rule {
   const char* kind;  // "si" (258 at mu 1) or "cow" (259 at mu 3)
@@ -43,8 +37,6 @@ TEST_P(PairRules, StateAndKindDecideCarriedOutAcceptedOrRefused) {
   }
 }
 
-// The rows that the state-machine, refusal and suspension tests below do not
-// already walk through.
 INSTANTIATE_TEST_SUITE_P(
     PublishedRules, PairRules,
     ::testing::Values(
@@ -67,7 +59,7 @@ INSTANTIATE_TEST_SUITE_P(
         Rule{"si", RMSIM_PDUB, "split", RMSIM_E_INVSTAT, RMSIM_PDUB},
         Rule{"si", RMSIM_UNKN, "restore", RMSIM_E_INVSTAT, RMSIM_UNKN}));
 
-class PairStateMachine : public SimulatorTest {};
+using PairStateMachine = SimulatorTest;
 
 TEST_F(PairStateMachine, ForwardResyncCopiesForCopyReadsStatusReadsOfEitherVolume) {
   sim->setSetting("copy_reads", "4");
@@ -80,7 +72,7 @@ TEST_F(PairStateMachine, ForwardResyncCopiesForCopyReadsStatusReadsOfEitherVolum
   }
   EXPECT_EQ((std::vector<int>{RMSIM_COPY, RMSIM_COPY, RMSIM_COPY, RMSIM_PAIR}), states);
   EXPECT_EQ((std::vector<int>{25, 50, 75, 100}), rates);
-  EXPECT_EQ(5, status(kLun256, 0).csize);  // the pace of the resync
+  EXPECT_EQ(5, status(kLun256, 0).csize);
 
   // The secondary answers on mirror unit 0 only, naming its primary.
   pairstatinfo secondary = status(kLun512, 0);
@@ -97,7 +89,6 @@ TEST_F(PairStateMachine, ReverseResyncGoesThroughRcpyAndWaitsForTheOtherPairsOfT
     EXPECT_NE(std::string::npos, lastError().find("another pair of the primary"));
   }
   sim->setPairStatus(kHitachi, 258, 2, RMSIM_PSUE);
-
   ASSERT_EQ(0, resync(kLun258, 1, 1));
   EXPECT_EQ(RMSIM_RCPY, status(kLun258, 1).pairstat);
   EXPECT_EQ(RMSIM_PAIR, status(kLun258, 1).pairstat);
@@ -105,28 +96,24 @@ TEST_F(PairStateMachine, ReverseResyncGoesThroughRcpyAndWaitsForTheOtherPairsOfT
   EXPECT_EQ(RMSIM_PSUS, status(kLun258, 1).pairstat);
 }
 
+// The primary is frozen as it is when the copy ends, with the split's pace.
 TEST_F(PairStateMachine, AShadowImageSplitWhileCopyingTakesEffectWhenTheCopyEnds) {
+  write(256, "v1");
   ASSERT_EQ(0, resync(kLun256, 0, 0, 5));
   ASSERT_EQ(0, split(kLun256, 0, 9));
   ASSERT_EQ(0, resync(kLun256, 0, 0, 5));  // accepted, and the split stays pending
+  write(256, "v2 during the copy");
   EXPECT_EQ(RMSIM_COPY, status(kLun256, 0).pairstat);
   pairstatinfo ended = status(kLun256, 0);
   EXPECT_EQ(RMSIM_PSUS, ended.pairstat);
   EXPECT_EQ(100, ended.copyrate);
-  EXPECT_EQ(9, ended.csize);  // the split's pace
+  EXPECT_EQ(9, ended.csize);
   EXPECT_EQ(1, ended.smod);
-
-  // Copy-on-Write refuses the same split and simply ends its copy in PAIR.
-  ASSERT_EQ(0, resync(kLun256, 3, 0));
-  EXPECT_EQ(RMSIM_E_INVSTAT, split(kLun256, 3));
-  EXPECT_NE(std::string::npos, lastError().find("Copy-on-Write"));
-  EXPECT_EQ(RMSIM_COPY, status(kLun256, 3).pairstat);
-  EXPECT_EQ(RMSIM_PAIR, status(kLun256, 3).pairstat);
+  write(256, "v3");
+  EXPECT_EQ("v2 during the copy", data(512));
 }
 
-class PairRefusals : public SimulatorTest {};
-
-TEST_F(PairRefusals, MirrorUnitOutOfRangeIs203AndASimplexVolume205) {
+TEST_F(PairStateMachine, MirrorUnitOutOfRangeIs203AndASimplexVolume205) {
   targdev beyond = volume(kLun257, 64);
   pairstatinfo info;
   EXPECT_EQ(RMSIM_E_INVMUN, lib.volstat(&cmd, &beyond, &info));
@@ -140,74 +127,191 @@ TEST_F(PairRefusals, MirrorUnitOutOfRangeIs203AndASimplexVolume205) {
   EXPECT_EQ(0, status(kLun257, 1).plun);  // a simplex volume has no partner
 }
 
-class FaultInjection : public SimulatorTest {
- protected:
-  int getldev() {
-    targdev t = volume(kLun257, 0);
-    return lib.ldev(&cmd, &t);
-  }
-};
-
-TEST_F(FaultInjection, FailsTheNamedFunctionOnceNTimesOrAlways) {
-  sim->setFault("getldev", 206, "command device I/O error", 1);
-  EXPECT_EQ(206, getldev());
-  EXPECT_STREQ("command device I/O error", lib.errmsg(&cmd));
-  EXPECT_EQ("[RMSIM] getldev(/dev/sdb) failed: EX206 command device I/O error", formattedError());
-  EXPECT_EQ(0, getldev());
-
-  sim->setFault("getldev", 777, "controller busy", 3);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(777, getldev()) << "call " << i;
-  EXPECT_EQ(0, getldev());
-
-  sim->setFault("pairsplit", 230, "path down", -1);
-  for (int i = 0; i < 5; ++i) EXPECT_EQ(230, split(kLun257, 0));
-  EXPECT_EQ(0, getldev());                                   // only the named function fails
-  EXPECT_EQ(RMSIM_PAIR, sim->pairStatus(kHitachi, 257, 0));  // a failed command changes nothing
-  sim->clearFaults();
-  EXPECT_EQ(0, split(kLun257, 0));
-
-  // Requests that cannot be faults are refused.
-  EXPECT_THROW(sim->setFault("pairdisplay", 206, "x", 1), rmsim::ModelError);
-  EXPECT_THROW(sim->setFault("getrmerrmsg", 206, "x", 1), rmsim::ModelError);
-  EXPECT_THROW(sim->setFault("getldev", 0, "x", 1), rmsim::ModelError);  // 0 would be a success
-}
-
-class PairSuspension : public SimulatorTest {};
-
-TEST_F(PairSuspension, NowOrAtCopyEndAndThenOnlyAFullCopyRecovers) {
+// A suspension at copy end moves no data, and only a full copy recovers.
+TEST_F(PairStateMachine, SuspensionNowOrAtCopyEndAndThenOnlyAFullCopyRecovers) {
   sim->suspendPair(kHitachi, 514, 7, rmsim::Suspend::Now);  // a secondary names its pair at any mu
   EXPECT_EQ(RMSIM_PSUE, sim->pairStatus(kHitachi, 258, 1));
   EXPECT_EQ(RMSIM_PSUE, status(kLun514, 0).pairstat);
   EXPECT_THROW(sim->suspendPair(kHitachi, 257, 1, rmsim::Suspend::Now), rmsim::ModelError);
 
+  const std::string frozen = data(512);
+  write(256, "not copied");
   sim->suspendPair(kHitachi, 256, 0, rmsim::Suspend::AtCopyEnd);
   EXPECT_EQ(RMSIM_PSUS, sim->pairStatus(kHitachi, 256, 0));
   ASSERT_EQ(0, resync(kLun256, 0, 0));
   EXPECT_EQ(RMSIM_COPY, status(kLun256, 0).pairstat);
   EXPECT_EQ(RMSIM_PSUE, status(kLun256, 0).pairstat);
+  EXPECT_EQ(frozen, data(512));
   EXPECT_EQ(RMSIM_E_INVSTAT, resync(kLun256, 0, 1));
   ASSERT_EQ(0, resync(kLun256, 0, 0));
   EXPECT_EQ(RMSIM_COPY, status(kLun256, 0).pairstat);
   EXPECT_EQ(RMSIM_PAIR, status(kLun256, 0).pairstat);
 }
 
-class CallCounters : public SimulatorTest {};
+rmsim::FaultSpec fault(const std::string& function, int errorNumber, int count = 1) {
+  rmsim::FaultSpec f;
+  f.function = function;
+  f.errorNumber = errorNumber;
+  f.message = function + " injected";
+  f.count = count;
+  return f;
+}
 
-TEST_F(CallCounters, EveryCallIsCountedFailedOrNotUntilReset) {
-  sim->resetCounters();
-  EXPECT_TRUE(sim->counters().empty());
-  status(kLun257, 0);
-  status(kLun257, 0);
-  EXPECT_EQ(RMSIM_E_NOPAIR, split(kLun257, 1));
-  lib.errmsg(&cmd);
-  sim->setFault("pairresync", 206, "busy", 1);
-  EXPECT_EQ(206, resync(kLun256, 0, 0));
-  sim->loadModel(rmsim::Simulator::defaultModel(), "db1");  // keeps the counts
-  const std::map<std::string, int64_t> expected = {
-      {"pairvolstat", 2}, {"pairsplit", 1}, {"getrmerrmsg", 1}, {"pairresync", 1}};
-  EXPECT_EQ(expected, sim->counters());
-  EXPECT_EQ(2, sim->counter("pairvolstat"));
-  EXPECT_EQ(0, sim->counter("getdkclimit"));
+class PreciseFaults : public SimulatorTest {
+ protected:
+  int volstat(int lun) {
+    targdev t = volume(lun, 0);
+    pairstatinfo info;
+    return lib.volstat(&cmd, &t, &info);
+  }
+  int rminfo(int ldev) {
+    unsigned char buffer[RMSIM_RMINFO_SIZE];
+    return lib.rminfo(&cmd, RMSIM_OPE_LUINFO, ldev, 0, buffer);
+  }
+};
+
+TEST_F(PreciseFaults, SetFaultFailsOnlyTheNamedFunctionAndAFailedCommandChangesNothing) {
+  sim->setFault("getldev", 206, "command device I/O error", 1);
+  targdev t = volume(kLun257, 0);
+  EXPECT_EQ(206, lib.ldev(&cmd, &t));
+  EXPECT_STREQ("command device I/O error", lib.errmsg(&cmd));
+  EXPECT_EQ("[RMSIM] getldev(/dev/sdb) failed: EX206 command device I/O error", formattedError());
+  EXPECT_EQ(0, lib.ldev(&cmd, &t));
+
+  sim->setFault("pairsplit", 230, "path down", -1);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(230, split(kLun257, 0));
+  EXPECT_EQ(0, lib.ldev(&cmd, &t));
+  EXPECT_EQ(RMSIM_PAIR, sim->pairStatus(kHitachi, 257, 0));
+  sim->clearFaults();
+  EXPECT_EQ(0, split(kLun257, 0));
+}
+
+TEST_F(PreciseFaults, ANarrowedFaultMeetsOnlyItsVolumeCommandDeviceOrProcess) {
+  cmddevinfo hp;
+  ASSERT_EQ(0, attach(&hp, "/dev/sdi", 601));
+  unsigned char buffer[RMSIM_RMINFO_SIZE];
+
+  rmsim::FaultSpec f = fault("pairvolstat", 232, -1);
+  f.serial = kHitachi;
+  f.ldev = 257;
+  sim->addFault(f);
+  f.function = "getrminfo";  // addresses its LDEV argument
+  sim->addFault(f);
+  EXPECT_EQ(0, volstat(kLun256));
+  EXPECT_EQ(232, volstat(kLun257));
+  EXPECT_EQ(0, rminfo(256));
+  EXPECT_EQ(232, rminfo(257));
+  EXPECT_EQ(0, lib.rminfo(&hp, RMSIM_OPE_LUINFO, 257, 0, buffer));  // LDEV 257 of the other array
+
+  sim->clearFaults();
+  f = fault("getrminfo", RMSIM_E_IO, -1);
+  f.cmddev = "/dev/sdi";
+  sim->addFault(f);
+  EXPECT_EQ(0, rminfo(256));
+  EXPECT_EQ(RMSIM_E_IO, lib.rminfo(&hp, RMSIM_OPE_LUINFO, 300, 0, buffer));
+  EXPECT_STREQ("getrminfo injected", lib.errmsg(&hp));
+
+  sim->clearFaults();
+  f = fault("pairvolstat", 233, -1);
+  f.pid = 1;  // another process
+  sim->addFault(f);
+  EXPECT_EQ(0, volstat(kLun257));
+  f.pid = static_cast<int>(::getpid());
+  sim->addFault(f);
+  EXPECT_EQ(233, volstat(kLun257));
+}
+
+TEST_F(PreciseFaults, ACarriedOutRequestChangesThePairAndStillReportsFailure) {
+  rmsim::FaultSpec f = fault("pairsplit", 234);
+  f.carriedOut = true;
+  sim->addFault(f);
+  EXPECT_EQ(234, split(kLun257, 0));
+  EXPECT_EQ(RMSIM_PSUS, sim->pairStatus(kHitachi, 257, 0));
+  EXPECT_STREQ("pairsplit injected", lib.errmsg(&cmd));
+
+  // A request the pair refuses by itself keeps its own error.
+  sim->addFault(f);
+  sim->setPairStatus(kHitachi, 257, 0, RMSIM_PDUB);
+  EXPECT_EQ(RMSIM_E_INVSTAT, split(kLun257, 0));
+}
+
+TEST_F(PreciseFaults, GetrmerrmsgCanReturnANullOrAnEmptyText) {
+  ASSERT_EQ(RMSIM_E_NOPAIR, split(kLun257, 1));
+  rmsim::FaultSpec f;
+  f.function = "getrmerrmsg";
+  f.nullText = true;
+  sim->addFault(f);
+  f.nullText = false;
+  f.emptyText = true;
+  sim->addFault(f);
+  EXPECT_EQ(nullptr, lib.errmsg(&cmd));
+  const char* empty = lib.errmsg(&cmd);
+  ASSERT_NE(nullptr, empty);
+  EXPECT_STREQ("", empty);
+  EXPECT_STREQ("volume is SMPL at this mirror unit", lib.errmsg(&cmd));
+  EXPECT_EQ(3, sim->counter("getrmerrmsg"));
+}
+
+TEST_F(PreciseFaults, AfterNSuccessesTheNextCountCallsFailAndTheEarliestArmedWins) {
+  rmsim::FaultSpec f = fault("pairvolstat", 231, 2);
+  f.after = 2;  // the third and fourth calls fail
+  sim->addFault(f);
+  std::vector<int> results;
+  for (int i = 0; i < 5; ++i) results.push_back(volstat(kLun257));
+  EXPECT_EQ((std::vector<int>{0, 0, 231, 231, 0}), results);
+  EXPECT_STREQ("pairvolstat injected", lib.errmsg(&cmd));
+
+  sim->clearFaults();
+  sim->addFault(fault("pairvolstat", 235, 1));
+  rmsim::FaultSpec later = fault("pairvolstat", 236, 1);
+  later.after = 1;  // its first matching call is the one the earlier fault fails
+  sim->addFault(later);
+  EXPECT_EQ(235, volstat(kLun257));
+  EXPECT_EQ(236, volstat(kLun257));
+  EXPECT_EQ(0, volstat(kLun257));
+
+  sim->addFault(fault("pairvolstat", 237, -1));
+  sim->setFault("pairvolstat", 238, "replaced", 1);  // replaces every fault of the function
+  EXPECT_EQ(238, volstat(kLun257));
+  EXPECT_EQ(0, volstat(kLun257));
+}
+
+TEST_F(PreciseFaults, RequestsThatCannotBeFaultsAreRefused) {
+  std::vector<rmsim::FaultSpec> bad(9, fault("getldev", 206));
+  bad[0].function = "pairdisplay";
+  bad[1].errorNumber = 0;
+  bad[2].count = 0;
+  bad[3].count = -2;
+  bad[4].after = -1;
+  bad[5].serial = kHitachi;         // an LDEV is needed too
+  bad[6].nullText = true;           // a text fault of another function
+  bad[7].function = "getrmerrmsg";  // neither null nor empty
+  bad[8].ldev = 0x10000;
+  bad[8].serial = kHitachi;
+  for (size_t i = 0; i < bad.size(); ++i) EXPECT_THROW(sim->addFault(bad[i]), rmsim::ModelError) << i;
+  EXPECT_NE(std::string::npos, sim->describe().find("faults (0)"));
+}
+
+TEST_F(PreciseFaults, RmsimArmsEveryKindOfFault) {
+  Outcome armed = rmsim("fault pairvolstat 239 1 path lost --after 1 --volume 410001 257");
+  ASSERT_EQ(0, armed.status) << armed.output;
+  ASSERT_EQ(0, rmsim("fault getrmerrmsg null 1 --cmddev /dev/sdb").status);
+  ASSERT_EQ(0, rmsim("fault pairsplit 240 1 --carried-out --pid " + std::to_string(::getpid())).status);
+  const std::string shown = rmsim("show").output;
+  EXPECT_NE(std::string::npos, shown.find("pairvolstat 239 1 1 410001:257 any any refused path lost"))
+      << shown;
+  EXPECT_NE(std::string::npos, shown.find("getrmerrmsg 0 1 0 any /dev/sdb any null-text")) << shown;
+
+  EXPECT_EQ(0, volstat(kLun257));
+  EXPECT_EQ(0, volstat(kLun256));
+  EXPECT_EQ(239, volstat(kLun257));
+  EXPECT_EQ(nullptr, lib.errmsg(&cmd));
+  EXPECT_EQ(240, split(kLun257, 0));
+  EXPECT_EQ(RMSIM_PSUS, sim->pairStatus(kHitachi, 257, 0));
+
+  EXPECT_EQ(1, rmsim("fault getrmerrmsg 206 1").status);
+  EXPECT_EQ(1, rmsim("fault getldev 206 1 --volume 410001").status);
+  EXPECT_EQ(1, rmsim("fault getldev 206 1 --bogus").status);
 }
 
 }  // namespace

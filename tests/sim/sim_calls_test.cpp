@@ -1,0 +1,234 @@
+// Instance numbers (one live process per number and command device, none
+// negative), the functions each library variant exports, and the call
+// journal and counters: what every process sent, exactly as received.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "sim_fixture.h"
+
+namespace simtest {
+namespace {
+
+// A child process that attaches, reports the result on a pipe and holds its
+// attachment until released: a second framework process, without any sleep.
+class Holder {
+ public:
+  Holder(SimulatorTest& test, const std::string& path, int instance) {
+    if (::pipe(m_report) != 0 || ::pipe(m_release) != 0) return;
+    m_pid = ::fork();
+    if (m_pid == 0) {
+      ::close(m_release[1]);  // else the child would keep its own release pending
+      cmddevinfo own;
+      int rc = test.attach(&own, path, instance);
+      char done;
+      if (::write(m_report[1], &rc, sizeof rc) == sizeof rc) (void)!::read(m_release[0], &done, 1);
+      ::_exit(0);
+    }
+    if (::read(m_report[0], &m_result, sizeof m_result) != sizeof m_result) m_result = -1;
+  }
+  ~Holder() { release(); }
+  void release() {
+    if (m_pid <= 0) return;
+    ::close(m_release[1]);  // the child's read ends
+    ::waitpid(m_pid, nullptr, 0);
+    for (int fd : {m_report[0], m_report[1], m_release[0]}) ::close(fd);
+    m_pid = 0;
+  }
+  pid_t m_pid = -1;
+  int m_result = -1;
+
+ private:
+  int m_report[2] = {-1, -1};
+  int m_release[2] = {-1, -1};
+};
+
+using InstanceNumbers = SimulatorTest;
+
+TEST_F(InstanceNumbers, ANumberHeldByAnotherLiveProcessIsRefusedUntilItEnds) {
+  Holder other(*this, "/dev/sdi", 650);
+  ASSERT_GT(other.m_pid, 0);
+  ASSERT_EQ(0, other.m_result);
+
+  cmddevinfo mine;
+  EXPECT_EQ(RMSIM_E_INSTUSED, attach(&mine, "/dev/sdi", 650));
+  EXPECT_EQ("instance number 650 is in use on /dev/sdi by process " + std::to_string(other.m_pid),
+            std::string(lib.errmsg(&mine)));
+  EXPECT_EQ(0, attach(&mine, "/dev/sdi", 651));  // another number
+  cmddevinfo elsewhere;
+  EXPECT_EQ(0, attach(&elsewhere, "/dev/sdb", 650));  // the same number on another command device
+
+  std::vector<rmsim::Simulator::Attachment> held = sim->attachments();
+  ASSERT_EQ(4u, held.size());  // sorted by path, instance, pid
+  EXPECT_EQ("/dev/sdb", held[0].cmddev);
+  EXPECT_EQ(601, held[0].instance);
+  EXPECT_EQ("/dev/sdi", held[2].cmddev);
+  EXPECT_EQ(650, held[2].instance);
+  EXPECT_EQ(other.m_pid, held[2].pid);
+  EXPECT_TRUE(held[2].alive);
+
+  const int ended = other.m_pid;
+  other.release();
+  held = sim->attachments();
+  ASSERT_EQ(4u, held.size());
+  EXPECT_EQ(ended, held[2].pid);
+  EXPECT_FALSE(held[2].alive);  // still on record, no longer holding
+  EXPECT_EQ(0, attach(&mine, "/dev/sdi", 650));
+}
+
+TEST_F(InstanceNumbers, TheSameProcessMayAttachAgainAndNegativeNumbersAreRefused) {
+  cmddevinfo again, refused;
+  EXPECT_EQ(0, attach(&again, "/dev/sdb", 601));
+  EXPECT_EQ(RMSIM_E_INVINST, attach(&refused, "/dev/sdb", -1));
+  EXPECT_STREQ("instance number -1 is not valid", lib.errmsg(&refused));
+  EXPECT_EQ(RMSIM_E_NOCMD, attach(&refused, "/dev/nonesuch", -1));  // the path is checked first
+  ASSERT_EQ(0, lib.detach(&cmd));
+  ASSERT_EQ(1u, sim->attachments().size());  // `again` still holds 601
+  EXPECT_EQ(601, sim->attachments()[0].instance);
+  ASSERT_EQ(0, lib.detach(&again));
+  EXPECT_TRUE(sim->attachments().empty());
+}
+
+std::set<std::string> exportedSymbols(const std::string& file) {
+  std::istringstream lines(run("nm -D --defined-only --format=just-symbols '" + file + "'").output);
+  std::set<std::string> names;
+  for (std::string name; std::getline(lines, name);) names.insert(name);
+  return names;
+}
+
+TEST(LibraryVariants, ExportExactlyTheRmlibFunctionsButTheirOne) {
+  const std::set<std::string> all = {"attachcmddev", "detachcmddev", "pairvolstat", "pairsplit",
+                                     "pairresync",   "getldev",      "getrminfo",   "getrmerrmsg",
+                                     "getrmver",     "getdkclimit",  "getfmtmsg"};
+  EXPECT_EQ(all, exportedSymbols(SIM_ROOT "/usr/lib/libsvrrm.so"));
+  std::set<std::string> noLimit = all, noSplit = all;
+  noLimit.erase("getdkclimit");
+  noSplit.erase("pairsplit");
+  EXPECT_EQ(noLimit, exportedSymbols(SIM_ROOT "-no-getdkclimit/usr/lib/libsvrrm.so"));
+  EXPECT_EQ(noSplit, exportedSymbols(SIM_ROOT "-no-pairsplit/usr/lib/libsvrrm.so"));
+}
+
+// One journal row as text: function, command device, instance, the targdev
+// fields, option, pace, getrminfo's arguments and the result.
+std::string line(const rmsim::CallRecord& r) {
+  std::string out = r.function + " " + (r.cmddev.empty() ? "-" : r.cmddev);
+  for (int value : {r.instance, r.porttype, r.port, r.targid, r.lun, r.mun, r.ldevno, r.option, r.csize,
+                    r.ope, r.ldevArg, r.portArg, r.result}) {
+    out += " " + std::to_string(value);
+  }
+  return out;
+}
+
+std::vector<std::string> lines(const std::vector<rmsim::CallRecord>& journal) {
+  std::vector<std::string> out;
+  for (const rmsim::CallRecord& r : journal) out.push_back(line(r));
+  return out;
+}
+
+using CallJournal = SimulatorTest;
+
+TEST_F(CallJournal, RecordsEveryCallAndAttachWithItsArgumentsAndResultAsReceived) {
+  sim->clearJournal();
+  targdev odd = volume(2, 3, 0, 0);
+  odd.porttype = 7;  // raw values the simulator's addressing ignores
+  odd.ldevno = 0x1234;
+  pairstatinfo info;
+  ASSERT_EQ(0, lib.volstat(&cmd, &odd, &info));
+  cmddevinfo other;
+  EXPECT_EQ(RMSIM_E_NOCMD, attach(&other, "/dev/nonesuch", 650));
+  sim->setFault("getdkclimit", 206, "I/O error", 1);
+  dkc_limit limit;
+  EXPECT_EQ(206, lib.limit(&cmd, &limit));
+  ASSERT_EQ(0, split(2, 0, 7));                    // 257 mu 0, PAIR
+  ASSERT_EQ(RMSIM_E_INVSTAT, resync(2, 3, 1, 9));  // 257 mu 3 is PAIR: no reverse resync
+  targdev probe = volume(1, 0);
+  ASSERT_EQ(0, lib.ldev(&cmd, &probe));
+  EXPECT_EQ(256, probe.ldevno);  // the answer; the journal keeps what was sent
+  unsigned char buffer[RMSIM_RMINFO_SIZE];
+  ASSERT_EQ(0, lib.rminfo(&cmd, RMSIM_OPE_LUINFO, 256, 0, buffer));
+  lib.errmsg(&cmd);
+  ASSERT_EQ(0, lib.detach(&cmd));
+  ASSERT_EQ(RMSIM_E_NOCMD, lib.volstat(&cmd, &odd, &info));  // detached: no instance any more
+  ASSERT_EQ(RMSIM_E_NOCMD, lib.volstat(nullptr, nullptr, nullptr));
+
+  const std::vector<std::string> expected = {
+      "pairvolstat /dev/sdb 601 7 0 0 2 3 4660 -1 -1 -1 -1 -1 0",
+      "attachcmddev /dev/nonesuch 650 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 202",
+      "getdkclimit /dev/sdb 601 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 206",
+      "pairsplit /dev/sdb 601 1 0 0 2 0 65535 1 7 -1 -1 -1 0",
+      "pairresync /dev/sdb 601 1 0 0 2 3 65535 1 9 -1 -1 -1 204",
+      "getldev /dev/sdb 601 1 0 0 1 0 65535 -1 -1 -1 -1 -1 0",
+      "getrminfo /dev/sdb 601 -1 -1 -1 -1 -1 -1 -1 -1 33 256 0 0",
+      "getrmerrmsg /dev/sdb 601 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 0",
+      "detachcmddev /dev/sdb 601 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 0",
+      "pairvolstat /dev/sdb -1 7 0 0 2 3 4660 -1 -1 -1 -1 -1 202",
+      "pairvolstat - -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 202",
+  };
+  const std::vector<rmsim::CallRecord> journal = sim->journal();
+  EXPECT_EQ(expected, lines(journal));
+  for (size_t i = 0; i < journal.size(); ++i) {
+    EXPECT_EQ(static_cast<int64_t>(i + 1), journal[i].seq);
+    EXPECT_EQ(static_cast<int>(::getpid()), journal[i].pid);
+  }
+
+  Outcome shown = rmsim("journal --clear");
+  ASSERT_EQ(0, shown.status) << shown.output;
+  EXPECT_NE(std::string::npos, shown.output.find("4 pairsplit " + std::to_string(::getpid()) +
+                                                 " /dev/sdb 601 1 0 0 2 0 65535 1 7 - - - 0"))
+      << shown.output;
+  EXPECT_TRUE(sim->journal().empty());
+  lib.volstat(nullptr, nullptr, nullptr);  // numbering starts again
+  ASSERT_EQ(1u, sim->journal().size());
+  EXPECT_EQ(1, sim->journal()[0].seq);
+}
+
+// A child process with its own attachment, as a second framework process; the
+// parent sees its journal rows, its counts and the pair it split.
+TEST_F(CallJournal, EachProcessIsJournaledAndCountedUnderItsOwnIdInOneState) {
+  sim->clearJournal();
+  sim->resetCounters();
+  EXPECT_TRUE(sim->counters().empty());
+  pid_t child = ::fork();
+  if (child == 0) {
+    cmddevinfo own;
+    int rc = attach(&own, "/dev/sdb", 602);
+    targdev t = volume(kLun257, 0);
+    pairstatinfo info;
+    if (rc == 0) rc = lib.volstat(&own, &t, &info);
+    if (rc == 0) rc = lib.split(&own, &t, 1, 15);
+    ::_exit(rc);
+  }
+  int waited = -1;
+  ASSERT_EQ(child, ::waitpid(child, &waited, 0));
+  ASSERT_TRUE(WIFEXITED(waited));
+  ASSERT_EQ(0, WEXITSTATUS(waited));
+  EXPECT_EQ(RMSIM_PSUS, status(kLun257, 0).pairstat);
+  EXPECT_EQ(RMSIM_E_NOPAIR, split(kLun257, 1));  // failed calls count too
+  sim->setFault("pairresync", 206, "busy", 1);
+  EXPECT_EQ(206, resync(kLun256, 0, 0));
+
+  const std::vector<rmsim::CallRecord> journal = sim->journal();
+  ASSERT_EQ(6u, journal.size());
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(child, journal[i].pid) << i;
+  EXPECT_EQ(602, journal[1].instance);
+  EXPECT_EQ(static_cast<int>(::getpid()), journal[3].pid);
+  EXPECT_EQ(601, journal[3].instance);
+
+  sim->loadModel(rmsim::Simulator::defaultModel(), "db1");  // keeps the counts
+  const std::map<std::string, int64_t> childCalls = {
+      {"attachcmddev", 1}, {"pairvolstat", 1}, {"pairsplit", 1}};
+  const std::map<std::string, int64_t> ownCalls = {{"pairvolstat", 1}, {"pairsplit", 1}, {"pairresync", 1}};
+  EXPECT_EQ(childCalls, sim->counters(child));
+  EXPECT_EQ(ownCalls, sim->counters(::getpid()));
+  EXPECT_EQ(0, sim->counter("getdkclimit"));
+  EXPECT_EQ(2, sim->counter("pairsplit"));
+  EXPECT_EQ(2, sim->counter("pairvolstat"));  // the totals add every process
+}
+
+}  // namespace
+}  // namespace simtest
