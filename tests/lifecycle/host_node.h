@@ -2,6 +2,7 @@
 #define TESTS_LIFECYCLE_HOST_NODE_H
 
 #include <string>
+#include <vector>
 
 #include "zfi.h"
 
@@ -21,5 +22,9 @@ struct HostNode {
   zfi_domain alt{};
   zfi_splitnode split{};
 };
+
+// The lines of the trace file `path` whose message holds `text`, each as
+// "L<level> <message>".
+std::vector<std::string> tracedLines(const std::string& path, const std::string& text);
 
 #endif

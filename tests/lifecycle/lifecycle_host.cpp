@@ -6,8 +6,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <sstream>
 #include <stdexcept>
 
 LifecycleHost::LifecycleHost(const std::string& model, int traceLevel) {
@@ -104,16 +102,6 @@ int LifecycleHost::make(const std::string& session, const std::vector<HostNode*>
   return rc;
 }
 
-int LifecycleHost::initNode(HostNode& node) {
-  return entry<int (*)(zfi_domain*, zfi_domain**, int, frim_objid*)>("init_node")(&node.domain, nullptr, 0,
-                                                                                  &node.objid);
-}
-
-int LifecycleHost::initAltNode(HostNode& node, bool remote) {
-  return entry<int (*)(zfi_domain*, zfi_domain*, zfi_domain*)>(remote ? "init_remnode" : "init_altnode")(
-      &node.domain, &node.alt, nullptr);
-}
-
 std::vector<HostMessage> LifecycleHost::messages() {
   std::vector<HostMessage> newestFirst;
   for (;;) {
@@ -141,23 +129,15 @@ std::string LifecycleHost::describeMessages() {
   return text;
 }
 
-std::string LifecycleHost::trace() const {
-  std::ifstream in(m_dir + "/trace.log");
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+std::vector<rmsim::CallRecord> LifecycleHost::calls() {
+  auto made = m_sim->journal();
+  m_sim->clearJournal();
+  return made;
 }
 
-std::vector<std::string> LifecycleHost::traced(const std::string& text) const {
-  std::vector<std::string> found;
-  std::istringstream lines(trace());
-  for (std::string line; std::getline(lines, line);) {
-    const size_t level = line.find("] L");
-    if (level == std::string::npos) continue;
-    const size_t name = line.find(' ', level + 2);
-    const size_t body = line.find(": ", name);
-    if (name == std::string::npos || body == std::string::npos) continue;
-    const std::string message = line.substr(body + 2);
-    if (message.find(text) == std::string::npos) continue;
-    found.push_back(line.substr(level + 2, name - level - 2) + " " + message);
-  }
-  return found;
+std::vector<std::string> LifecycleHost::infos(const std::vector<rmsim::CallRecord>& made) {
+  std::vector<std::string> ldevs;
+  for (const auto& call : made)
+    if (call.function == "getrminfo") ldevs.push_back(std::to_string(call.ldevArg));
+  return ldevs;
 }

@@ -29,7 +29,6 @@ class LifecycleHost {
   LifecycleHost& operator=(const LifecycleHost&) = delete;
 
   rmsim::Simulator& sim() { return *m_sim; }
-  const std::string& dir() const { return m_dir; }
 
   // A node named "<hitachifi>UDID##<vendor>##<product>##<serial>##<ldev>".
   HostNode& node(const std::string& name, const std::string& fim);
@@ -40,17 +39,18 @@ class LifecycleHost {
   int isready(const std::vector<HostNode*>& nodes);
   // The object-id names that make returned (empty when it returned none).
   int make(const std::string& session, const std::vector<HostNode*>& nodes, std::vector<std::string>* names);
-  int initNode(HostNode& node);
-  int initAltNode(HostNode& node, bool remote);
 
   // Every message reported since the last call, oldest first.
   std::vector<HostMessage> messages();
   // The pending messages as text, for a failing assertion (drains them).
   std::string describeMessages();
-  // The trace file's text.
-  std::string trace() const;
-  // The trace lines whose message holds `text`, each as "L<level> <message>".
-  std::vector<std::string> traced(const std::string& text) const;
+  std::vector<std::string> traced(const std::string& text) const {
+    return tracedLines(m_dir + "/trace.log", text);
+  }
+  // The journal since the last call, then cleared.
+  std::vector<rmsim::CallRecord> calls();
+  // The `ldevArg`s of the getrminfo calls among `made`.
+  static std::vector<std::string> infos(const std::vector<rmsim::CallRecord>& made);
 
   template <class Fn>
   Fn entry(const char* op) {

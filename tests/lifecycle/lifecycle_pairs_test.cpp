@@ -5,9 +5,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <sstream>
 
 #include "cficontextsingleton.h"
 #include "cfierrormanager.h"
@@ -62,19 +59,7 @@ class PluginPairs : public ::testing::Test {
     std::error_code ignored;
     std::filesystem::remove_all(dir, ignored);
   }
-  // Lines of the trace holding `text`, as "L<level> <message>".
-  std::vector<std::string> traced(const std::string& text) {
-    std::ifstream in(dir + "/trace.log");
-    std::vector<std::string> found;
-    for (std::string line; std::getline(in, line);) {
-      const size_t level = line.find("] L"), body = line.find(": ", level);
-      if (level == std::string::npos || body == std::string::npos) continue;
-      if (line.find(text, body) == std::string::npos) continue;
-      found.push_back(line.substr(level + 2, line.find(' ', level + 2) - level - 2) + " " +
-                      line.substr(body + 2));
-    }
-    return found;
-  }
+  std::vector<std::string> traced(const std::string& text) { return tracedLines(dir + "/trace.log", text); }
   void add(HostNode& node) {
     zfi_splitnode* list[] = {&node.split};
     session->addNodes(list, 1);
@@ -91,7 +76,6 @@ class PluginPairs : public ::testing::Test {
     return dynamic_cast<CHitachiPrivateData*>(data.get());
   }
   CFiSmartPtr<SCmdInfo> cmd() { return plugin->cmdDevices().at("410001"); }
-  size_t journaled(const char* function, int option) { return sim->calls(function, option); }
 
   std::string dir;
   std::unique_ptr<SimHandle> sim;
@@ -121,7 +105,7 @@ TEST_F(PluginPairs, SyncPairFollowsThePairStateAndTheDirection) {
     sim->setPairStatus(410001, 256, 0, row.status);
     sim->clearJournal();
     EXPECT_EQ(row.result, plugin->syncPair(cmd(), data->m_vdisk, data->m_vdiskCopy, row.reverse));
-    EXPECT_EQ(row.resyncs, journaled("pairresync", row.reverse ? 1 : 0));
+    EXPECT_EQ(row.resyncs, sim->calls("pairresync", row.reverse ? 1 : 0));
   }
   EXPECT_EQ((std::vector<std::string>{"L1 pair staus is bad. vdisk '256' vdisk Copy '512'. staus '5'.",
                                       "L1 pair staus is bad. vdisk '256' vdisk Copy '512'. staus '6'."}),
@@ -165,7 +149,7 @@ TEST_F(PluginPairs, SplitPairSplitsOnlyAPairInSync) {
       word = e.m_pairStatus;
     }
     EXPECT_EQ(row.word ? row.word : "", word);
-    EXPECT_EQ(row.splits, journaled("pairsplit", 1));
+    EXPECT_EQ(row.splits, sim->calls("pairsplit", 1));
     EXPECT_EQ(row.badLines, traced("staus is bad").size() - before);
   }
   EXPECT_EQ((std::vector<std::string>{"L2 pair might be already splitted. vdisk '256' vdisk Copy '512'"}),

@@ -1,12 +1,13 @@
-// Whole snapshot sessions through the plugin's C entry points against the
-// simulator: select, isready, prepare, isready until ready, make, for each
-// of the four methods, with every RMLIB call's arguments pinned.
+// Whole snapshot sessions through the plugin's C entry points, one per
+// method, with every RMLIB call's arguments pinned.
 #include <gtest/gtest.h>
 
 #include "lifecycle_host.h"
 #include "svrrm.h"
 
 namespace {
+
+using Lines = std::vector<std::string>;
 
 struct Method {
   const char* fim;
@@ -26,13 +27,10 @@ const Method kMethods[] = {
 
 class WholeSession : public ::testing::TestWithParam<Method> {
  protected:
-  // The calls made since the last look, each checked for the source's
-  // address (port 0, host group 0, the source's LUN, porttype 1, ldevno
-  // 0xFFFF) when it names a volume.
+  // The calls since the last look, each naming a volume checked for the
+  // source's address: port 0, host group 0, its LUN, porttype 1, ldevno 0xFFFF.
   std::vector<rmsim::CallRecord> calls() {
-    const Method& m = GetParam();
-    std::vector<rmsim::CallRecord> made = host.sim().journal();
-    host.sim().clearJournal();
+    const auto made = host.calls();
     for (const rmsim::CallRecord& call : made) {
       EXPECT_EQ(0, call.result) << call.function;
       if (call.porttype == -1) continue;
@@ -41,15 +39,15 @@ class WholeSession : public ::testing::TestWithParam<Method> {
       EXPECT_EQ(0, call.port) << call.function;
       EXPECT_EQ(0, call.targid) << call.function;
       if (call.function != "getldev") {  // getldev scans the LUNs
-        EXPECT_EQ(m.lun, call.lun) << call.function;
+        EXPECT_EQ(GetParam().lun, call.lun) << call.function;
       }
     }
     return made;
   }
-  static std::vector<rmsim::CallRecord> only(const std::vector<rmsim::CallRecord>& calls,
+  static std::vector<rmsim::CallRecord> only(const std::vector<rmsim::CallRecord>& made,
                                              const char* function) {
     std::vector<rmsim::CallRecord> matching;
-    for (const auto& call : calls)
+    for (const auto& call : made)
       if (call.function == function) matching.push_back(call);
     return matching;
   }
@@ -59,76 +57,66 @@ class WholeSession : public ::testing::TestWithParam<Method> {
 
 TEST_P(WholeSession, SelectIsreadyPrepareWaitMakeNamesTheSnapshot) {
   const Method& m = GetParam();
-  const std::string name = LifecycleHost::marked(m.udid);
-  const std::string source = std::to_string(m.source), target = std::to_string(m.target);
+  const std::string name = LifecycleHost::marked(m.udid), source = std::to_string(m.source);
   const std::string serial = std::to_string(m.serial);
   HostNode& node = host.node(name, m.fim);
 
   ASSERT_EQ(0, host.select("job", {&node})) << host.describeMessages();
   auto made = calls();
-  std::vector<std::string> infos;
-  for (const auto& call : only(made, "getrminfo")) infos.push_back(std::to_string(call.ldevArg));
-  EXPECT_EQ((std::vector<std::string>{source, target}), infos);  // the source, then the target
+  EXPECT_EQ((Lines{source, std::to_string(m.target)}), LifecycleHost::infos(made));
   const auto discovery = only(made, "pairvolstat");
   ASSERT_EQ(static_cast<size_t>(m.mu + 1), discovery.size());  // mirror units up to the partner's
   for (size_t mu = 0; mu < discovery.size(); ++mu) EXPECT_EQ(static_cast<int>(mu), discovery[mu].mun);
-  EXPECT_EQ((std::vector<std::string>{"L6 nodename for select " + name}), host.traced("nodename for select"));
-  EXPECT_EQ((std::vector<std::string>{"L6 Performing auto discovery of target on nodename [" + name + "]"}),
+  EXPECT_EQ((Lines{"L6 nodename for select " + name}), host.traced("nodename for select"));
+  EXPECT_EQ((Lines{"L6 Performing auto discovery of target on nodename [" + name + "]"}),
             host.traced("Performing auto discovery"));
-  EXPECT_EQ((std::vector<std::string>{"L3 CHitachiPlugin::selectSnapshots : Source DeviceId : [" + serial +
-                                      "] Target DeviceId : [" + serial + "]"}),
+  EXPECT_EQ((Lines{"L3 CHitachiPlugin::selectSnapshots : Source DeviceId : [" + serial +
+                   "] Target DeviceId : [" + serial + "]"}),
             host.traced("Source DeviceId"));
-  EXPECT_EQ((std::vector<std::string>{"L3 DBG: Marking selectdone as 1 in the node " + name}),
+  EXPECT_EQ((Lines{"L3 DBG: Marking selectdone as 1 in the node " + name}),
             host.traced("Marking selectdone"));
 
-  // Before prepare the node has no pair to ask about; its snapshot side is
-  // marked all the same.
+  // Before prepare there is no pair to ask about; the snapshot side is marked regardless.
   EXPECT_EQ(3, host.isready({&node}));
   EXPECT_EQ(0u, node.domain.flags & ZFI_NODE_READY);
   EXPECT_EQ(ZFI_NODE_READY, node.alt.flags);
-  EXPECT_EQ((std::vector<std::string>{"L1 pair list is empty for dvice '" + source + "'."}),
-            host.traced("pair list is empty"));
+  EXPECT_EQ((Lines{"L1 pair list is empty for dvice '" + source + "'."}), host.traced("pair list is empty"));
   EXPECT_TRUE(calls().empty());
 
   ASSERT_EQ(0, host.prepare("job", {})) << host.describeMessages();
-  made = calls();
-  const auto resyncs = only(made, "pairresync");
+  const auto resyncs = only(calls(), "pairresync");
   ASSERT_EQ(1u, resyncs.size());
   EXPECT_EQ(m.mu, resyncs[0].mun);
   EXPECT_EQ(0, resyncs[0].option);  // forward: primary to secondary
   EXPECT_EQ(3, resyncs[0].csize);   // the pair's own pace
-  EXPECT_EQ((std::vector<std::string>{"L3 DBG: Marking preparedone as 1 in the node " + name}),
+  EXPECT_EQ((Lines{"L3 DBG: Marking preparedone as 1 in the node " + name}),
             host.traced("Marking preparedone"));
   EXPECT_EQ(RMSIM_COPY, host.sim().pairStatus(m.serial, m.source, m.mu));
 
   int polls = 0;
-  while ((node.domain.flags & ZFI_NODE_READY) == 0 && polls < 10) {
+  for (; (node.domain.flags & ZFI_NODE_READY) == 0 && polls < 10; ++polls)
     ASSERT_EQ(0, host.isready({&node}));
-    ++polls;
-  }
   EXPECT_EQ(2, polls);  // the simulator copies over two status reads
-  EXPECT_EQ((std::vector<std::string>{"L3 status of pair of node '" + source + "' is NOT PAIR",
-                                      "L3 status of pair of node '" + source + "' is PAIR"}),
+  EXPECT_EQ((Lines{"L3 status of pair of node '" + source + "' is NOT PAIR",
+                   "L3 status of pair of node '" + source + "' is PAIR"}),
             host.traced("status of pair of node"));
   EXPECT_EQ(2u, only(calls(), "pairvolstat").size());
 
-  std::vector<std::string> names;
+  Lines names;
   ASSERT_EQ(0, host.make("job", {&node}, &names)) << host.describeMessages();
-  EXPECT_EQ((std::vector<std::string>{m.snapshot}), names);
+  EXPECT_EQ((Lines{m.snapshot}), names);
   EXPECT_EQ(ZFI_NODE_MADE | ZFI_NODE_READY, node.domain.flags);
-  made = calls();
-  const auto splits = only(made, "pairsplit");
+  const auto splits = only(calls(), "pairsplit");
   ASSERT_EQ(1u, splits.size());
   EXPECT_EQ(m.mu, splits[0].mun);
   EXPECT_EQ(1, splits[0].option);
   EXPECT_EQ(3, splits[0].csize);
   EXPECT_EQ(RMSIM_PSUS, host.sim().pairStatus(m.serial, m.source, m.mu));
-  EXPECT_EQ((std::vector<std::string>{"L3 nodename for make"}), host.traced("nodename for make"));
+  EXPECT_EQ((Lines{"L3 nodename for make"}), host.traced("nodename for make"));
 
-  // A repeated make splits nothing and names the same snapshot.
-  names.clear();
+  names.clear();  // a repeated make splits nothing and names the same snapshot
   ASSERT_EQ(0, host.make("job", {&node}, &names));
-  EXPECT_EQ((std::vector<std::string>{m.snapshot}), names);
+  EXPECT_EQ((Lines{m.snapshot}), names);
   EXPECT_TRUE(calls().empty());
   EXPECT_TRUE(host.messages().empty());
 }
