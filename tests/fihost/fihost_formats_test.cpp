@@ -1,6 +1,5 @@
-// The files fihost shares with the plugin and with itself across processes:
-// the plugin's provider-state text, the state file, and the instance-number
-// files, which fihost and the plugin's own allocator must read alike.
+// The formats fihost shares with the plugin: provider-state text, state
+// file, and instance-number files read alike by the plugin's allocator.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,8 +17,7 @@ using namespace fihost;
 
 namespace {
 
-// Two records as the plugin writes them: the source with one pair, then its
-// snapshot with its own pair, whose node the source's reader also meets.
+// The source with one pair, then its snapshot, as the plugin writes them.
 const char kState[] =
     "<VdiskList><Vdisk><DeviceId>256</DeviceId><EnclosureId>410001</EnclosureId><IsCmdDevice>0</IsCmdDevice>"
     "<SupportTrueCopy>0</SupportTrueCopy><SupportShadowImage>1</SupportShadowImage>"
@@ -88,8 +86,6 @@ TEST_F(FihostFiles, StateFileKeepsEveryFieldAndTheProviderStateVerbatim) {
   EXPECT_THROW(writeStateFile(dir + "/no/such/state.json", written), Problem);
 }
 
-// fihost takes numbers from the files the plugin's allocator creates and
-// uses, and each sees the other's holders.
 TEST_F(FihostFiles, InstanceNumbersAreSharedWithThePluginsAllocator) {
   CInstanceManager::setMinMaxInstanceNo(601, 699);
   CInstanceManager::setInstanceNoPath(dir);
@@ -113,7 +109,7 @@ TEST_F(FihostFiles, InstanceNumbersAreSharedWithThePluginsAllocator) {
   }
   EXPECT_EQ(98, readInstanceFiles(dir)[0].freeCount()) << "fihost's number was not given back";
 
-  // A file fihost creates first is one the plugin's allocator uses as its own.
+  // A file fihost creates first is one the plugin's allocator uses.
   HeldInstance first(dir, "UDID##HP##XP##520002##4095");
   EXPECT_EQ(601, first.number());
   int plugin = -1;

@@ -1,12 +1,10 @@
-// The second process of the provider-state round trip: a fresh load of the
-// plugin that is given back the block another process kept, and restores
-// the pair its records name.
+// The second process of the provider-state round trip:
 //
 //   restore_peer BLOCK_FILE NODE_NAME
 //
-// BLOCK_FILE holds the block's bytes exactly (its length is the file's).
-// Prints "set RC", "state TEXT" (the state got back from the node),
-// "restore RC SOURCE SNAPSHOT" and "messages COUNT".
+// A fresh load of the plugin given back the block in BLOCK_FILE (its length
+// is the file's) on a new node; restores the pair the records name. Prints
+// "set RC", "state TEXT", "restore RC SOURCE SNAPSHOT" and "messages COUNT".
 #include <cstdio>
 #include <iterator>
 
@@ -17,12 +15,11 @@ namespace {
 // The contents of the `n`-th node `name` of the text ("" when absent).
 std::string nodeContents(const std::string& text, const std::string& name, int n) {
   size_t at = 0;
-  for (int i = 0; i <= n; ++i) {
+  for (int i = 0; i <= n && at != std::string::npos; ++i) {
     at = text.find("<" + name + ">", at);
-    if (at == std::string::npos) return "";
-    at += name.size() + 2;
+    if (at != std::string::npos) at += name.size() + 2;
   }
-  const size_t end = text.find("</" + name + ">", at);
+  const size_t end = at == std::string::npos ? at : text.find("</" + name + ">", at);
   return end == std::string::npos ? "" : text.substr(at, end - at);
 }
 
@@ -35,7 +32,6 @@ int main(int argc, char** argv) {
   LoadedPlugin plugin;
   if (!plugin.ready()) return 1;
   TestNode node(argv[2]);
-
   zfi_blob kept{bytes.size(), &bytes[0], 0};
   std::printf("set %d\n", plugin.providerState(&node.domain, &kept, ZFI_SET_PROVIDERSTATE));
   zfi_blob block{};
@@ -44,16 +40,16 @@ int main(int argc, char** argv) {
   std::free(block.data);
   std::printf("state %s\n", state.c_str());
 
-  // The devices as the records name them, on the node's vendor and product.
+  // "UDID##VENDOR##PRODUCT##" of the node, then the records' enclosure and device.
   const std::string name = argv[2];
-  const size_t udid = name.find("UDID##");
-  const size_t product = udid == std::string::npos ? udid : name.find("##", udid + 6);
-  const size_t enclosure = product == std::string::npos ? product : name.find("##", product + 2);
-  const std::string prefix = enclosure == std::string::npos ? "" : name.substr(udid, enclosure + 2 - udid);
+  size_t prefix = name.find("UDID##");
+  for (int i = 0; i < 3 && prefix != std::string::npos; ++i) prefix = name.find("##", prefix + 2);
+  const std::string udid =
+      prefix == std::string::npos ? "" : name.substr(name.find("UDID##"), prefix + 2 - name.find("UDID##"));
   const std::string source =
-      prefix + nodeContents(state, "EnclosureId", 0) + "##" + nodeContents(state, "DeviceId", 0);
+      udid + nodeContents(state, "EnclosureId", 0) + "##" + nodeContents(state, "DeviceId", 0);
   const std::string snapshot =
-      prefix + nodeContents(state, "EnclosureId", 1) + "##" + nodeContents(state, "DeviceId", 1);
+      udid + nodeContents(state, "EnclosureId", 1) + "##" + nodeContents(state, "DeviceId", 1);
   std::printf("restore %d %s %s\n", plugin.restore({{source, snapshot}}), source.c_str(), snapshot.c_str());
   std::printf("messages %zu\n", plugin.takeMessages().size());
   return 0;
