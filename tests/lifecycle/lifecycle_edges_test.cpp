@@ -258,6 +258,19 @@ TEST_F(Lifecycle, MakeRefusesAMethodItDoesNotKnowAfterNamingTheSnapshot) {
   EXPECT_EQ((Lines{"UDID##HITACHI##HDS##410001##512"}), names);
 }
 
+TEST_F(Lifecycle, NodeInitialisationGivesNodesTheirPrivateData) {
+  using InitNode = int (*)(zfi_domain*, zfi_domain**, int, frim_objid*);
+  using InitAltNode = int (*)(zfi_domain*, zfi_domain*, zfi_domain*);
+  HostNode& node = host.node(kSi256, "Hitachi_ShadowImage");
+  EXPECT_EQ(0, host.entry<InitNode>("init_node")(&node.domain, nullptr, 0, &node.objid));
+  EXPECT_NE(nullptr, node.domain.private_data);
+  EXPECT_EQ(0, host.entry<InitAltNode>("init_altnode")(&node.domain, &node.alt, nullptr));
+  EXPECT_NE(nullptr, node.alt.private_data);
+  EXPECT_EQ(0, host.entry<InitAltNode>("init_remnode")(&node.domain, &node.alt, nullptr));
+  EXPECT_EQ(3, host.entry<InitNode>("init_node")(nullptr, nullptr, 0, nullptr));
+  EXPECT_EQ(0, host.select("job", {&node}));
+}
+
 TEST_F(Lifecycle, AForgottenSessionIsTracedAsAWarning) {
   for (int i = 0; i <= 128; ++i) ASSERT_EQ(0, host.select("job-" + std::to_string(i), {}));
   const auto lines = host.traced("forgetting session");
