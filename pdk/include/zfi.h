@@ -86,7 +86,11 @@ typedef struct zfi_splitnode {
   zfi_domain* alt_node; /* optional second node (the snapshot side), may be null */
 } zfi_splitnode;
 
-/* An opaque block of bytes the framework keeps for the provider. */
+/*
+ * An opaque block of bytes the framework keeps for the provider (the
+ * provider state of a node, process_providerstate). `length` counts the
+ * bytes at `data`; a provider never reads past it, terminator or not.
+ */
 typedef struct zfi_blob {
   uint64_t length;
   void* data;
@@ -139,7 +143,34 @@ typedef struct zfi_version {
 
 typedef enum zfi_intent { ZFI_INTENT_NONE = 0, ZFI_INTENT_BACKUP = 1, ZFI_INTENT_RESTORE = 2 } zfi_intent;
 typedef enum zfi_disposition { ZFI_DISP_NONE = 0, ZFI_DISP_KEEP = 1, ZFI_DISP_DELETE = 2 } zfi_disposition;
-typedef enum zfi_op_providerstate { ZFI_PS_GET = 0, ZFI_PS_SET = 1 } zfi_op_providerstate;
+/*
+ * Requests of process_providerstate(node, block, op):
+ *   ZFI_SET_PROVIDERSTATE: the framework hands back a block it kept; the
+ *     provider reads it into the node (6 when the block or its bytes are null).
+ *   ZFI_GET_PROVIDERSTATE: the provider clears the block and fills it; the
+ *     bytes are one malloc'd block (terminator counted in `length`) that the
+ *     framework frees with free().
+ * Any other value is accepted and does nothing.
+ */
+typedef enum zfi_op_providerstate {
+  ZFI_SET_PROVIDERSTATE = 0,
+  ZFI_GET_PROVIDERSTATE = 1,
+  ZFI_PS_SET = ZFI_SET_PROVIDERSTATE,
+  ZFI_PS_GET = ZFI_GET_PROVIDERSTATE,
+  ZFI_PROVIDERSTATE_ANY = 0x7fffffff /* the type holds any int a framework may send */
+} zfi_op_providerstate;
+
+/*
+ * Import of a node on this host: import_resource(resource_names, node_name,
+ * a2, a3, import_flags, a5, a6) hands the import flags to the provider.
+ * resource_names is a null-terminated list (or null); node_name may be null;
+ * the other arguments are passed on unread. A provider refuses an import
+ * mode it cannot serve with 4 and accepts flags it does not know.
+ */
+enum {
+  ZFI_IMPORT_DEFAULT = 0x0, /* the ordinary import: the node's devices are already seen here */
+  ZFI_IMPORT_OFFHOST = 0x2  /* the snapshot is to be brought to another host */
+};
 
 /* Records that the plugin only passes on. */
 typedef struct zfi_node zfi_node;

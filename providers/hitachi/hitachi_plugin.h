@@ -43,6 +43,12 @@ class CHitachiPlugin : public frim_pdk_4_4::CFiPluginInterposer {
   // Answers the framework's import requests.
   virtual int importNode(ACE_CString name, std::vector<ACE_CString> names, bool a, bool b, bool c, int mode);
 
+  // Node import: import_resource is the kit operation that carries the
+  // framework's import flags; it hands the node name, the resource names and
+  // the flags to importNode. 0, or 4 for the off-host import mode.
+  int importResource(char** resourceNames, char* nodeName, char* a2, char* a3, int importFlags, char** a5,
+                     char* a6) override;
+
   // Pair-state rule for synchronising one pair (forward, or reverse for a
   // restore): 0 when the pair is or is becoming what was asked, -1 when a
   // copy in the other direction is running, 6 for a state that cannot be
