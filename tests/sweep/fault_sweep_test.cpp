@@ -60,7 +60,7 @@ struct SweepCase {
 // How the step must end when the call fails.
 enum class Outcome {
   Reported,    // 6, the newest message names the call, 299, its text, the array
-  Absorbed,    // the failure is part of the design's flow: 0 and no message
+  Absorbed,    // the plugin's own flow takes the failure: 0 and no message
   Consequence  // the call's result is not checked (getdkclimit's limits, the
                // device map scan's getldev): the step ends 0, or 6 with a
                // message about a later call; never one naming this call
@@ -191,7 +191,7 @@ bool startsWith(const std::string& text, const std::string& head) {
   return text.compare(0, head.size(), head) == 0;
 }
 
-TEST_F(FaultSweep, EachCallOfEachStepFailedInTurnEndsTheStepAsDesigned) {
+TEST_F(FaultSweep, EachCallOfEachStepFailedInTurnEndsTheStepAsItShould) {
   int total = 0;
   for (const Method& m : kMethods) {
     for (Step step : kSteps) {
