@@ -157,7 +157,11 @@ typedef enum zfi_op_providerstate {
   ZFI_GET_PROVIDERSTATE = 1,
   ZFI_PS_SET = ZFI_SET_PROVIDERSTATE,
   ZFI_PS_GET = ZFI_GET_PROVIDERSTATE,
-  ZFI_PROVIDERSTATE_ANY = 0x7fffffff /* the type holds any int a framework may send */
+  /* The type holds any int a framework may send, negative ones too: without
+     the lower bound a negative request is outside the type's values and
+     reading it is undefined, where it must be accepted and do nothing. */
+  ZFI_PROVIDERSTATE_ANY_NEGATIVE = -0x7fffffff - 1,
+  ZFI_PROVIDERSTATE_ANY = 0x7fffffff
 } zfi_op_providerstate;
 
 /*
