@@ -11,7 +11,10 @@
 class PluginOnSimulator : public ::testing::Test {
  protected:
   PluginOnSimulator() : sim(SIM_ROOT), rm(sim.dir() + "/rmsim.db") { pluginEnvironment(sim.dir()); }
-  void SetUp() override {
+  void SetUp() override { load(); }
+  // (Re)writes the sysfs tree of the model and loads the plugin afresh on it.
+  void load() {
+    plugin.reset();
     rm.writeSysfs(sim.dir() + "/sys");
     plugin.reset(new LoadedPlugin());
     ASSERT_TRUE(plugin->ready()) << ::dlerror();

@@ -85,13 +85,13 @@ class FaultSweep : public PluginOnSimulator {
   // The steps of one node before `step`, clean; false when one of them fails.
   bool runBefore(Step step, TestNode& node) {
     if (step == Step::Select) return true;
-    if (plugin->select("sweep", node) != 0) return false;
+    if (plugin->step("select", "sweep", node) != 0) return false;
     if (step == Step::State || step == Step::Prepare) return true;
-    if (plugin->prepare("sweep", node) != 0) return false;
+    if (plugin->step("prepare", "sweep", node) != 0) return false;
     if (step == Step::IsReady) return true;
     // The model's copies end at their second status read.
     for (int asked = 0; (node.domain.flags & ZFI_NODE_READY) == 0; ++asked)
-      if (asked == 10 || plugin->isReady("sweep", node) != 0) return false;
+      if (asked == 10 || plugin->step("isready", "sweep", node) != 0) return false;
     if (step == Step::Make) return true;
     std::vector<std::string> names;
     if (plugin->make("sweep", node, names) != 0 || names.size() != 1) return false;
@@ -103,11 +103,11 @@ class FaultSweep : public PluginOnSimulator {
   int runStep(Step step, const Method& m, TestNode& node) {
     switch (step) {
       case Step::Select:
-        return plugin->select("sweep", node);
+        return plugin->step("select", "sweep", node);
       case Step::Prepare:
-        return plugin->prepare("sweep", node);
+        return plugin->step("prepare", "sweep", node);
       case Step::IsReady:
-        return plugin->isReady("sweep", node);
+        return plugin->step("isready", "sweep", node);
       case Step::Make: {
         std::vector<std::string> names;
         return plugin->make("sweep", node, names);
