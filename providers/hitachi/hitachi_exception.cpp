@@ -31,6 +31,18 @@ icu::Formattable number(int value) { return messageNumber(value); }
 
 }  // namespace
 
+void throwNoCommandDevice(const std::string& enclosureId, const char* file, int line) {
+  CHitachiException e;
+  e.m_kind = HITACHI_EXC_COMMAND;
+  e.m_errorNumber = -1;
+  e.m_reason = "no command device of this array is known on this host";
+  e.m_apiName = "attachcmddev";
+  e.m_enclosureId = enclosureId;
+  e.m_file = file;
+  e.m_line = line;
+  throw e;
+}
+
 void pushHitachiMessage(const char* id, const std::vector<icu::Formattable>& args) {
   pushMessage(id, args, HITACHI_CLIERROR_LINE_OTHER);
 }

@@ -42,6 +42,10 @@ class CHitachiException {
   std::string m_pairStatus;
 };
 
+// The failure of an array operation that has no command device to go
+// through: the array is not seen by this host (or not yet discovered).
+[[noreturn]] void throwNoCommandDevice(const std::string& enclosureId, const char* file, int line);
+
 // Reports message `id` of the plugin's catalog with `args` (severity 3) on the
 // error manager, for failures that are not a CHitachiException.
 void pushHitachiMessage(const char* id, const std::vector<icu::Formattable>& args);

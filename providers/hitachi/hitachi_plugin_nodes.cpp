@@ -44,15 +44,7 @@ using namespace frim_pdk_4_4;
 CFiSmartPtr<SCmdInfo> CHitachiPlugin::commandDeviceOf(const std::string& enclosure) {
   CFiSmartPtr<SCmdInfo> cmd = m_cmdDevices[enclosure];
   if (cmd) return cmd;
-  CHitachiException e;
-  e.m_kind = HITACHI_EXC_COMMAND;
-  e.m_errorNumber = -1;
-  e.m_reason = "no command device of this array is known on this host";
-  e.m_apiName = "attachcmddev";
-  e.m_enclosureId = enclosure;
-  e.m_file = __FILE__;
-  e.m_line = __LINE__;
-  throw e;
+  throwNoCommandDevice(enclosure, __FILE__, __LINE__);
 }
 
 CFiPrivateDataPtr CHitachiPlugin::privateDataByName(const std::string& name) {

@@ -220,17 +220,8 @@ void CHitachiCommandIntf::reportFailure(cmddevinfo* info, const char* failedLine
 
 bool CHitachiCommandIntf::attachCmd(SCmdInfoPtr cmd) {
   HITACHI_TRACE_FUNCTION("CHitachiCommandIntf::attachCmd");
-  if (!cmd) {
-    // No command device for the array: a clear failure, not a null block.
-    CHitachiException e;
-    e.m_kind = HITACHI_EXC_COMMAND;
-    e.m_errorNumber = -1;
-    e.m_reason = "no command device";
-    e.m_apiName = "attachcmddev";
-    e.m_file = __FILE__;
-    e.m_line = __LINE__;
-    throw e;
-  }
+  // No command device for the array: a clear failure, not a null block.
+  if (!cmd) throwNoCommandDevice("", __FILE__, __LINE__);
   if (cmd->attached) return true;
   int number = -1;
   try {
