@@ -89,7 +89,11 @@ class CHitachiCommandIntf {
   int getPairStatus(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& disk, SHitachiVirtualDisk copy,
                     bool refresh);
 
-  // Target discovery and pair selection.
+  // Target discovery and pair selection. Neither takes a mirror unit whose
+  // answer shows the source as the pair's secondary (S-VOL). autoDiscoverTarget
+  // returns 0 with `targetId` set, 3 (ZFI_E_INVALID, traced at level 1 with
+  // the primary's id) when the source is only ever a secondary, and -1 when
+  // it has no pair at all.
   std::string findConfiguredTarget(std::string target);
   int autoDiscoverTarget(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDisk& source, std::string& reserved,
                          std::string& targetId);

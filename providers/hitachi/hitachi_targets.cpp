@@ -4,8 +4,10 @@
 #include <cstring>
 
 #include "hitachi_exception.h"
+#include "hitachi_rmlib_records.h"
 #include "hitachi_rmlibintf.h"
 #include "hitachi_trace.h"
+#include "zfi.h"
 
 using namespace frim_pdk_4_4;
 
@@ -18,6 +20,12 @@ int mirrorUnits(CHitachiCommandIntf& intf, SCmdInfo& cmd) {
   HITACHI_TRACE(FI_TRACE_DETAIL, "Limits: maxmmun  '%d'.", limit.maxmmun);
   return limit.maxmmun;
 }
+
+// A mirror unit's partner is never a snapshot target when the source is the
+// pair's secondary: the partner is then the primary, and a resync would copy
+// it over the very device being protected. Simplex answers are left to the
+// callers' own rules.
+bool seenFromSecondary(const pairstatinfo& stat) { return stat.volstat == VOL_SVOL; }
 
 }  // namespace
 
@@ -45,6 +53,7 @@ int CHitachiCommandIntf::autoDiscoverTarget(CFiSmartPtr<SCmdInfo> cmd, SHitachiV
   HITACHI_TRACE(FI_TRACE_FLOW, "primary deviceId  '%s'.", source.m_deviceId.c_str());
   attachCmd(cmd);
   const int maxmmun = mirrorUnits(*this, *cmd);
+  std::string primaryId;  // set when the source turns out to be a secondary
   for (int mu = 0; mu < maxmmun; ++mu) {
     pairstatinfo stat;
     std::memset(&stat, 0, sizeof stat);
@@ -54,11 +63,23 @@ int CHitachiCommandIntf::autoDiscoverTarget(CFiSmartPtr<SCmdInfo> cmd, SHitachiV
                     source.m_deviceId.c_str(), mu);
       continue;
     }
-    if (stat.pldev != 0 && stat.plun != 0) {
-      targetId = std::to_string(static_cast<unsigned>(stat.pldev));
-      HITACHI_TRACE(FI_TRACE_DETAIL, "Target Device Id =[%s]", targetId.c_str());
-      return 0;
+    if (stat.pldev == 0 || stat.plun == 0) continue;
+    if (seenFromSecondary(stat)) {
+      if (primaryId.empty()) primaryId = std::to_string(static_cast<unsigned>(stat.pldev));
+      continue;
     }
+    targetId = std::to_string(static_cast<unsigned>(stat.pldev));
+    HITACHI_TRACE(FI_TRACE_DETAIL, "Target Device Id =[%s]", targetId.c_str());
+    return 0;
+  }
+  if (!primaryId.empty()) {
+    // Refused as invalid input rather than "no target": the device has a
+    // pair, but as its copy; the framework should be handed the primary.
+    HITACHI_TRACE(FI_TRACE_ERROR,
+                  "Device '%s' is the secondary volume of a pair whose primary is device '%s'; a secondary "
+                  "is not a snapshot source.",
+                  source.m_deviceId.c_str(), primaryId.c_str());
+    return ZFI_E_INVALID;
   }
   HITACHI_TRACE(FI_TRACE_ERROR, "No pair found for '%s'.", source.m_deviceId.c_str());
   return -1;
@@ -77,7 +98,7 @@ int CHitachiCommandIntf::selectPair(CFiSmartPtr<SCmdInfo> cmd, SHitachiVirtualDi
     std::memset(&stat, 0, sizeof stat);
     pairVolStat(cmd->info, 1, source.m_hostInfo.m_portNo, source.m_hostInfo.m_hostGroupNo,
                 source.m_deviceNumber, mu, &stat);
-    if (stat.pldev == wanted) {
+    if (stat.pldev == wanted && !seenFromSecondary(stat)) {
       SHitachiSnapPair pair;
       pair.m_muNumber = mu;
       pair.m_status = stat.pairstat;

@@ -211,6 +211,19 @@ TEST_F(ArrayOps, AutoDiscoveryTakesTheFirstPartnerWithALun) {
   EXPECT_TRUE(traced(1, "No pair found for '256'."));
 }
 
+TEST_F(ArrayOps, ASecondaryIsNeverASourceItsPrimaryNeverATarget) {
+  // 300 is the secondary of 256's mu 2 pair: its own mu 2 answer names 256.
+  SHitachiVirtualDisk secondary = intf.getLUNInfo(cmd, "300", true);
+  std::string target, reserved;
+  EXPECT_EQ(3, intf.autoDiscoverTarget(cmd, secondary, reserved, target));
+  EXPECT_EQ("", target);
+  EXPECT_TRUE(traced(1, "Device '300' is the secondary volume of a pair whose primary is device '256'; a "
+                        "secondary is not a snapshot source."));
+  EXPECT_EQ(-1, intf.selectPair(cmd, secondary, intf.getLUNInfo(cmd, "256", false)));
+  EXPECT_TRUE(secondary.m_pairList.empty());
+  EXPECT_EQ(0u, sim.calls("pairresync") + sim.calls("pairsplit"));
+}
+
 TEST_F(ArrayOps, SelectPairMatchesThePartnerLdevOnly) {
   SHitachiVirtualDisk source = intf.getLUNInfo(cmd, "256", true);
   source.m_pairList.push_back(SHitachiSnapPair());
