@@ -1,6 +1,8 @@
 # Install rules, split into the two Debian packages by component:
 #   hitachifi      the plugin, fihost, man page, documentation, the folders the plugin writes
 #   sim            the RAID Manager simulator, rmsim and its default model (package hitachifi-sim)
+#   dev            the public headers, hitachifi.pc, the framework authors' page and the example
+#                  host (package hitachifi-dev)
 # Tests, benchmarks, fuzzers and the simulator's test variants install nothing.
 set(HITACHIFI_PACKAGING_DIR ${PROJECT_SOURCE_DIR}/packaging)
 set(_gen ${PROJECT_BINARY_DIR}/packaging)
@@ -59,7 +61,7 @@ endif()
 install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/pdk/README-config.md
               ${HITACHIFI_PACKAGING_DIR}/copyright ${_gen}/changelog.Debian.gz
         DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT hitachifi)
-foreach(_package hitachifi hitachifi-sim)
+foreach(_package hitachifi hitachifi-sim hitachifi-dev)
   configure_file(${HITACHIFI_PACKAGING_DIR}/lintian-overrides ${_gen}/lintian/${_package} COPYONLY)
 endforeach()
 install(FILES ${_gen}/lintian/hitachifi DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides
@@ -80,3 +82,17 @@ install(FILES ${PROJECT_SOURCE_DIR}/sim/README.md ${HITACHIFI_PACKAGING_DIR}/cop
         DESTINATION ${HITACHIFI_INSTALL_SIM_DOCDIR} COMPONENT sim)
 install(FILES ${_gen}/lintian/hitachifi-sim DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides
         COMPONENT sim)
+
+# hitachifi-dev
+set(HITACHIFI_INSTALL_DEV_DOCDIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/hitachifi-dev)
+configure_file(${HITACHIFI_PACKAGING_DIR}/hitachifi.pc.in ${_gen}/hitachifi.pc @ONLY)
+install(FILES ${PROJECT_SOURCE_DIR}/pdk/include/hitachifi.h ${PROJECT_SOURCE_DIR}/pdk/include/zfi.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/hitachifi COMPONENT dev)
+install(FILES ${_gen}/hitachifi.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/framework-authors.md ${HITACHIFI_PACKAGING_DIR}/copyright
+              ${_gen}/changelog.Debian.gz
+        DESTINATION ${HITACHIFI_INSTALL_DEV_DOCDIR} COMPONENT dev)
+install(FILES ${PROJECT_SOURCE_DIR}/examples/hitachifi_cycle.c ${PROJECT_SOURCE_DIR}/examples/run-cycle.sh
+        DESTINATION ${HITACHIFI_INSTALL_DEV_DOCDIR}/examples COMPONENT dev)
+install(FILES ${_gen}/lintian/hitachifi-dev DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides
+        COMPONENT dev)

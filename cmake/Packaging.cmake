@@ -1,6 +1,6 @@
-# Two Debian packages from one build tree, one per install component:
+# Three Debian packages from one build tree, one per install component:
 #   cpack --config <build>/CPackConfig.cmake        (or: scripts/package.sh)
-# hitachifi-<version>-1_<arch>.deb and hitachifi-sim-<version>-1_<arch>.deb
+# hitachifi, hitachifi-sim and hitachifi-dev (<name>_<version>-1_<arch>.deb)
 # land in <build>/packages.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME hitachifi)
@@ -16,7 +16,7 @@ if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
 endif()
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_COMPONENTS_ALL hitachifi sim)
+set(CPACK_COMPONENTS_ALL hitachifi sim dev)
 
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -53,5 +53,20 @@ array.
 The library is never installed where the real one lives: the plugin
 loads it only when FRIM_DLOPEN_ROOT is set to
 ${HITACHIFI_INSTALL_FULL_SIMROOT}.")
+
+# Headers and a pkg-config file only: its one dependency is the plugin of the same build.
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME hitachifi-dev)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "hitachifi (= ${PROJECT_VERSION}-1)")
+set(CPACK_COMPONENT_DEV_DESCRIPTION
+"development files for hosts of the hitachifi snapshot plugin
+The C header that declares every entry point of the hitachifi snapshot
+provider plugin and the bounded string functions it exports, with the
+contract of each call, the framework interface records they take, and a
+pkg-config file (hitachifi) to build against them.
+
+The documentation folder holds the reference page for framework authors
+and a small C host that takes and restores a snapshot on the simulator.")
 
 include(CPack)

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # The Debian packages as an administrator gets them, one step per CTest test:
-#   build      cpack in the built tree, both packages unpacked into $SCRATCH/root
+#   build      cpack in the built tree, the three packages unpacked into $SCRATCH/root
 #   contents   every file in its place and nothing else, control fields, no RPATH
 #   lintian    no errors on either package
 #   check      fihost check on the simulator, from the unpacked files only
 #   roundtrip  a snapshot and a restore on the simulator, from the unpacked files only
+#   example    the example host built with the unpacked header and pkg-config only, its cycle run
 # CMake passes the paths (see CMakeLists.txt).
 set -euo pipefail
 step=$1
@@ -19,7 +20,7 @@ build() {
   mkdir -p "$debs" "$root"
   cpack --config "$BUILD_DIR/CPackConfig.cmake" -B "$debs" >"$SCRATCH/cpack.log" 2>&1 ||
     { cat "$SCRATCH/cpack.log"; fail "cpack failed"; }
-  for package in hitachifi hitachifi-sim; do
+  for package in hitachifi hitachifi-sim hitachifi-dev; do
     local deb
     deb=$(deb_of "$package") || fail "cpack made no $package package: $(ls "$debs")"
     dpkg-deb -x "$deb" "$root"
@@ -90,6 +91,18 @@ contents() {
     /usr/share/doc/hitachifi-sim/copyright \
     /usr/share/doc/hitachifi-sim/changelog.Debian.gz \
     /usr/share/lintian/overrides/hitachifi-sim
+  expect_files hitachifi-dev \
+    "$INCLUDEDIR/hitachifi/hitachifi.h" \
+    "$INCLUDEDIR/hitachifi/zfi.h" \
+    "$LIBDIR/pkgconfig/hitachifi.pc" \
+    /usr/share/doc/hitachifi-dev/framework-authors.md \
+    /usr/share/doc/hitachifi-dev/examples/hitachifi_cycle.c \
+    /usr/share/doc/hitachifi-dev/examples/run-cycle.sh \
+    /usr/share/doc/hitachifi-dev/copyright \
+    /usr/share/doc/hitachifi-dev/changelog.Debian.gz \
+    /usr/share/lintian/overrides/hitachifi-dev
+  [ "$(field hitachifi-dev Depends)" = "hitachifi (= $VERSION-1)" ] ||
+    fail "hitachifi-dev Depends: $(field hitachifi-dev Depends)"
   # Where a real RAID Manager library lives, no package may put one.
   if grep -Eq '^(/usr)?/lib(/[^/]*-linux-gnu)?/libsvrrm\.so' <<<"$(files_of hitachifi-sim)"; then
     fail "the simulator would shadow /usr/lib/libsvrrm.so"
@@ -102,7 +115,7 @@ contents() {
       fail "$dir is not in hitachifi as a root-owned 0755 folder"
   done
 
-  for package in hitachifi hitachifi-sim; do
+  for package in hitachifi hitachifi-sim hitachifi-dev; do
     [ "$(field $package Package)" = "$package" ] || fail "Package field of $package"
     [ "$(field $package Version)" = "$VERSION-1" ] || fail "$package Version $(field $package Version)"
     [ "$(field $package Architecture)" = "$arch" ] || fail "$package Architecture"
@@ -125,7 +138,7 @@ contents() {
 lintian_step() {
   command -v lintian >/dev/null || fail "lintian is not installed (bash scripts/setup.sh)"
   local out
-  for package in hitachifi hitachifi-sim; do
+  for package in hitachifi hitachifi-sim hitachifi-dev; do
     out=$(lintian --fail-on error --display-info "$(deb_of $package)" 2>&1) ||
       { echo "$out"; fail "lintian reports errors on $package"; }
     echo "lintian $package: $(grep -c '^E: ' <<<"$out") errors, $(grep -c '^W: ' <<<"$out") warnings," \
@@ -200,11 +213,31 @@ roundtrip() {
   echo "roundtrip ok"
 }
 
+# A framework author's first build: nothing but the unpacked header and
+# pkg-config file (its prefix set to the unpacked root), then the example's
+# whole cycle against the unpacked simulator.
+example() {
+  work=$SCRATCH/$step
+  rm -rf "$work"
+  mkdir -p "$work"
+  export FRIM_DLOPEN_ROOT=$root$SIMROOT
+  unset LD_LIBRARY_PATH LD_PRELOAD
+  local cflags
+  cflags=$(PKG_CONFIG_PATH=$root$LIBDIR/pkgconfig pkg-config --define-variable=prefix="$root/usr" --cflags --libs hitachifi) ||
+    fail "pkg-config does not know hitachifi"
+  cc -std=c99 -Wall -Wextra -Werror -o "$work/hitachifi_cycle" \
+     "$root/usr/share/doc/hitachifi-dev/examples/hitachifi_cycle.c" $cflags ||
+    fail "the example does not build with: $cflags"
+  PATH=$root$BINDIR:$PATH bash "$root/usr/share/doc/hitachifi-dev/examples/run-cycle.sh" \
+    "$work/hitachifi_cycle" "$work/cycle" || fail "the example's cycle failed"
+}
+
 case $step in
   build) build ;;
   contents) contents ;;
   lintian) lintian_step ;;
   check) check ;;
   roundtrip) roundtrip ;;
+  example) example ;;
   *) fail "unknown step $step" ;;
 esac
