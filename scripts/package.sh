@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the two Debian packages, hitachifi and hitachifi-sim, from a fresh
+# Builds the three Debian packages, hitachifi, hitachifi-sim and hitachifi-dev, from a fresh
 # checkout: installs the build dependencies, builds only what the packages
 # hold (no tests, benchmarks or fuzzers), runs cpack and lintian.
 #   bash scripts/package.sh          packages in build-package/packages/

@@ -29,7 +29,7 @@ class CFiSplitNode {
     return std::string(text.c_str(), text.length());
   }
 
-  ACE_CString m_name;        // the framework node's name (its UDID text)
+  ACE_CString m_name;        // the framework node's name (marker and UDID text)
   ACE_CString m_secondName;  // the snapshot's name, set by make
   std::string m_fimName;     // the snapshot method chosen for the node
   int makeDone = 0;

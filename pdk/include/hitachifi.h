@@ -58,8 +58,8 @@ extern "C" {
 
 /* Sets up the plugin and loads the RAID Manager library (/usr/lib/libsvrrm.so,
    under $FRIM_DLOPEN_ROOT when set), creates <cache>/hitachi/ (one level
-   only). in info (may be NULL; info->languages[0] is the messages' language,
-   and the record's address is kept for the life of the process), out version
+   only). in info (may be NULL; info->languages[0], copied, is the messages'
+   language; the record is not read after init returns), out version
    (the plugin writes 7.0.0.0 whatever the framework put there; it never
    refuses a version), in fim_name (kept, not used). Returns 0, 7 (NULL
    version: nothing else happens), 30 (the library cannot be loaded). Array:
@@ -154,14 +154,15 @@ HITACHIFI_API int hitachifi_fi_pgn_isready(zfi_splitnode* node, char* session_id
    the split target is the snapshot. in node, session_id, in-out
    nodes[count] (ZFI_NODE_MADE set in each node's flags), out objids, out
    objid_count. Owns: on 0, *objids is an array of *objid_count object ids
-   in node order (each the snapshot's UDID, or the node's own name when the
-   session did not make that node), the array from frim_alloc_buf (count * 8
-   bytes) and each id from frim_get_objid; the caller frees them (NULL with
-   a non-zero count when an id could not be made). Returns 0, 5 (Msg), 6 (a
-   pair in another state, "STAT_COPY", "STAT_SMPL" or "STAT_RCPY" for the
-   rest, an unknown method or an array failure: Msg); the first failure ends
-   the call, nodes before it stay split. [D] Array: per node two
-   pair-status reads and one split. */
+   in node order (each the snapshot's UDID; the node's own name for a node
+   of the session that was not made, such as one without the marker; an
+   empty text for a node the session does not know), the array from
+   frim_alloc_buf (count * 8 bytes) and each id from frim_get_objid; the
+   caller frees them (NULL with a non-zero count when an id could not be
+   made). Returns 0, 5 (Msg), 6 (a pair in another state, "STAT_COPY",
+   "STAT_SMPL" or "STAT_RCPY" for the rest, an unknown method or an array
+   failure: Msg); the first failure ends the call, nodes before it stay
+   split. [D] Array: per node two pair-status reads and one split. */
 HITACHIFI_API int hitachifi_fi_pgn_make(zfi_splitnode* node, char* session_id, zfi_splitnode** nodes,
                                         int count, frim_objid*** objids, int* objid_count);
 

@@ -62,7 +62,7 @@ typedef struct frim_objid {
 typedef struct zfi_domain {
   uint32_t type;
   uint32_t flags;     /* ZFI_NODE_* bits */
-  char* name;         /* the node's name: its device's UDID text */
+  char* name;         /* "<hitachifi>" + the device's UDID; other names are not the plugin's */
   frim_objid* objid;  /* the node's object */
   void* private_data; /* the plugin's slot; the framework never reads it */
   struct zfi_domain* parent;
