@@ -113,6 +113,7 @@ CallSite callSite(Db& db, const CallRecord& entry, const cmddevinfo* info, const
   return site;
 }
 
+// The calls that change pairs, data or attachments whatever they find.
 bool changesState(const std::string& function) {
   return function == "attachcmddev" || function == "detachcmddev" || function == "pairsplit" ||
          function == "pairresync";
@@ -125,6 +126,7 @@ int attempt(Db& db, CallLog& log, ErrorBook& errors, const Settings& settings, C
             cmddevinfo* info, const CallArgs& args, const std::function<int(Call&)>& body, FaultText& text) {
   Tx tx(db);
   Call call(db, settings, entry.function.c_str(), info);
+  text = FaultText::Last;
   Fault fault;
   int rc = 0;
   if (!takeFault(db, callSite(db, entry, info, args), fault)) {
@@ -164,15 +166,15 @@ int runCall(Db& db, CallLog& log, ErrorBook& errors, const char* function, cmdde
     // A command device answers one command at a time; the delay models an
     // in-band command device and is taken outside the state's write lock.
     if (settings.latencyMs > 0) ::usleep(static_cast<useconds_t>(settings.latencyMs) * 1000);
-    bool written = changesState(function);
-    if (!written) {
+    bool writer = changesState(function);
+    if (!writer) {
       try {
         rc = attempt<ReadTransaction>(db, log, errors, settings, entry, info, args, body, asked);
       } catch (const WriteNeeded&) {
-        written = true;
+        writer = true;
       }
     }
-    if (written) rc = attempt<Transaction>(db, log, errors, settings, entry, info, args, body, asked);
+    if (writer) rc = attempt<Transaction>(db, log, errors, settings, entry, info, args, body, asked);
   } catch (const std::exception& e) {
     errors.record(pathOf(info), function, RMSIM_E_STATE, e.what());
     rc = RMSIM_E_STATE;

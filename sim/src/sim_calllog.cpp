@@ -84,6 +84,25 @@ bool readWhole(const std::string& path, std::string& bytes) {
   return got == 0;
 }
 
+// Runs `use` on the counters of another object's file; not when the file is
+// gone (reset meanwhile) or not sized yet (it counted nothing).
+template <class Use>
+void withCounters(const std::string& path, bool writable, Use use) {
+  int fd = ::open(path.c_str(), (writable ? O_RDWR : O_RDONLY) | kFileFlags);
+  if (fd < 0) return;
+  std::atomic<int64_t>* words = nullptr;
+  try {
+    words = mapPage(fd, path, false, writable ? PROT_READ | PROT_WRITE : PROT_READ);
+  } catch (...) {
+    ::close(fd);
+    throw;
+  }
+  ::close(fd);
+  if (words == nullptr) return;
+  use(words);
+  ::munmap(words, static_cast<size_t>(kPageSize));
+}
+
 void writeWhole(int fd, const std::string& path, const std::string& bytes) {
   size_t done = 0;
   while (done < bytes.size()) {
@@ -257,22 +276,12 @@ void CallLog::clearJournal() {
 std::map<std::pair<std::string, int>, int64_t> CallLog::counts() {
   std::map<std::pair<std::string, int>, int64_t> out;
   for (const LogFile& file : listFiles(m_folder, ".counts")) {
-    int fd = ::open(file.path.c_str(), O_RDONLY | kFileFlags);
-    if (fd < 0) continue;  // reset meanwhile
-    std::atomic<int64_t>* words = nullptr;
-    try {
-      words = mapPage(fd, file.path, false, PROT_READ);
-    } catch (...) {
-      ::close(fd);
-      throw;
-    }
-    ::close(fd);
-    if (words == nullptr) continue;
-    for (int i = 0; i < kRmlibFunctionCount; ++i) {
-      const int64_t calls = words[i].load();
-      if (calls != 0) out[{kRmlibFunctions[i], file.pid}] += calls;
-    }
-    ::munmap(words, static_cast<size_t>(kPageSize));
+    withCounters(file.path, false, [&](std::atomic<int64_t>* words) {
+      for (int i = 0; i < kRmlibFunctionCount; ++i) {
+        const int64_t calls = words[i].load();
+        if (calls != 0) out[{kRmlibFunctions[i], file.pid}] += calls;
+      }
+    });
   }
   return out;
 }
@@ -283,19 +292,9 @@ void CallLog::resetCounters() {
       ::unlink(file.path.c_str());
       continue;
     }
-    int fd = ::open(file.path.c_str(), O_RDWR | kFileFlags);
-    if (fd < 0) continue;
-    std::atomic<int64_t>* words = nullptr;
-    try {
-      words = mapPage(fd, file.path, false, PROT_READ | PROT_WRITE);
-    } catch (...) {
-      ::close(fd);
-      throw;
-    }
-    ::close(fd);
-    if (words == nullptr) continue;
-    for (int i = 0; i < kRmlibFunctionCount; ++i) words[i].store(0);
-    ::munmap(words, static_cast<size_t>(kPageSize));
+    withCounters(file.path, true, [](std::atomic<int64_t>* words) {
+      for (int i = 0; i < kRmlibFunctionCount; ++i) words[i].store(0);
+    });
   }
 }
 
