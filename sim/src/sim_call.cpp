@@ -161,7 +161,6 @@ int runCall(Db& db, CallLog& log, ErrorBook& errors, const char* function, cmdde
   FaultText asked = FaultText::Last;
   int rc = 0;
   try {
-    log.count(function);
     Settings settings = readSettings(db);
     // A command device answers one command at a time; the delay models an
     // in-band command device and is taken outside the state's write lock.
@@ -182,7 +181,9 @@ int runCall(Db& db, CallLog& log, ErrorBook& errors, const char* function, cmdde
   if (text != nullptr) *text = asked;
   entry.result = rc;
   try {
+    // Counted and journaled together, at the end: a process killed in a call leaves neither.
     if (entry.seq == 0) entry.seq = log.nextSeq();
+    log.count(function);
     log.append(entry);
   } catch (const std::exception&) {
     // The call log is unusable; the call itself stands.

@@ -88,10 +88,9 @@ class Call {
 };
 
 // Runs `body` as the RMLIB call `function` on `info` (which may be null):
-// counts the call, waits the configured latency, then in one transaction
-// either fails it with an injected fault or runs the body, and journals it
-// with `args`. A call that may change the state (attach, detach, split,
-// resync) waits for its turn among the writers. Any other call runs in a read
+// waits the configured latency, then in one transaction either fails it with
+// an injected fault or runs the body, and counts and journals it with `args`. A call that may change the
+// state (attach, detach, split, resync) waits for its turn among the writers. Any other call runs in a read
 // transaction and runs again as a writer only when it finds it must change
 // something: a fault to count down, a copy that advances with a status read.
 // A failure of the state store gives RMSIM_E_STATE; nothing escapes as an

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <map>
@@ -277,12 +278,19 @@ TEST_F(CallJournal, TightPollersHoldUpNoOtherProcessForLong) {
     }
     const pid_t poller = pollers[0]->pid;
     const int64_t pollsBefore = sim->counters(poller)["pairvolstat"];
+    sim->clearJournal();
     for (int i = 0; i < 500; ++i) {
       const auto start = std::chrono::steady_clock::now();
       EXPECT_EQ(read, status(kLun256, 0).pairstat);
       ASSERT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1)) << "read " << i;
     }
     EXPECT_LT(pollsBefore, sim->counters(poller)["pairvolstat"]) << "the poller stood still";
+    std::vector<int64_t> own;  // each of this process's reads once, in order, among the pollers'
+    for (const rmsim::CallRecord& r : sim->journal()) {
+      if (r.pid == ::getpid()) own.push_back(r.seq);
+    }
+    EXPECT_EQ(500u, own.size());
+    EXPECT_EQ(own.end(), std::adjacent_find(own.begin(), own.end(), std::greater_equal<int64_t>()));
   }
 }
 
