@@ -12,7 +12,6 @@
 
 #include <sys/types.h>
 
-#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
