@@ -2,15 +2,22 @@
 // loads it: the bare call frame (getrmver), a pair status read, and the
 // plugin's worst case, a device-map scan of a Fibre Channel port (2048
 // getldev calls). Each reports its time as a multiple of the frame's,
-// measured in the same run, next to the absolute time.
+// measured in the same run, next to the absolute time. And how long a pair
+// status read waits while another process polls without pause, against the
+// same reads with nobody else calling.
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
+#include <signal.h>
 #include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "rmsim.h"
 
@@ -105,6 +112,86 @@ void BM_FibrePortScan(benchmark::State& state) {
   });
 }
 BENCHMARK(BM_FibrePortScan)->Unit(benchmark::kMillisecond);
+
+// Microseconds each of `reads` status reads of LUN 1 took, sorted.
+std::vector<double> timeReads(Rig& rig, int reads) {
+  std::vector<double> took;
+  for (int i = 0; i < reads; ++i) {
+    targdev t = Rig::address(1, 0);
+    pairstatinfo info;
+    const auto start = std::chrono::steady_clock::now();
+    benchmark::DoNotOptimize(rig.volstat(&rig.cmd, &t, &info));
+    took.push_back(
+        std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
+  }
+  std::sort(took.begin(), took.end());
+  return took;
+}
+
+double percentile(const std::vector<double>& sorted, double share) {
+  const size_t at = static_cast<size_t>(share * static_cast<double>(sorted.size()));
+  return sorted[std::min(at, sorted.size() - 1)];
+}
+
+// A child reading LUN 2's pair status through the library in a tight loop,
+// as a restore's completion poll does, from its first read until killed.
+pid_t startPoller(Rig& rig) {
+  int ready[2];
+  if (::pipe(ready) != 0) return -1;
+  const pid_t pid = ::fork();
+  if (pid == 0) {
+    targdev t = Rig::address(2, 0);
+    pairstatinfo info;
+    if (rig.volstat(&rig.cmd, &t, &info) == 0 && ::write(ready[1], "!", 1) == 1) {
+      while (true) rig.volstat(&rig.cmd, &t, &info);
+    }
+    ::_exit(1);
+  }
+  char sign;
+  const bool polling = pid > 0 && ::read(ready[0], &sign, 1) == 1;
+  ::close(ready[0]);
+  ::close(ready[1]);
+  return polling ? pid : -1;
+}
+
+// Argument 0: both pairs in PAIR, so every read only looks; 1: both copying
+// (copy_reads high), so every read advances its copy and takes a writer's turn.
+void BM_PairStatusUnderPoll(benchmark::State& state) {
+  Rig rig;
+  if (rig.handle == nullptr) {
+    state.SkipWithError("libsvrrm.so not found");
+    return;
+  }
+  if (state.range(0) != 0) {
+    rmsim::Simulator control(rig.dir + "/state.db");
+    control.setSetting("copy_reads", "1000000");
+    control.setPairStatus(410001, 256, 0, RMSIM_COPY);
+    control.setPairStatus(410001, 257, 0, RMSIM_COPY);
+  }
+  const int reads = 2000;
+  std::vector<double> idle, polled;
+  for (auto _ : state) {
+    idle = timeReads(rig, reads);
+    const pid_t poller = startPoller(rig);
+    if (poller < 0) {
+      state.SkipWithError("the poller did not start");
+      return;
+    }
+    polled = timeReads(rig, reads);
+    ::kill(poller, SIGKILL);
+    ::waitpid(poller, nullptr, 0);
+  }
+  state.counters["idle_p50_us"] = percentile(idle, 0.5);
+  state.counters["idle_p99_us"] = percentile(idle, 0.99);
+  state.counters["idle_max_us"] = idle.back();
+  state.counters["poll_p50_us"] = percentile(polled, 0.5);
+  state.counters["poll_p99_us"] = percentile(polled, 0.99);
+  state.counters["poll_max_us"] = polled.back();
+  state.counters["p99_ratio"] = percentile(polled, 0.99) / percentile(idle, 0.99);
+  double load[1] = {0.0};
+  if (::getloadavg(load, 1) == 1) state.counters["load_1min"] = load[0];
+}
+BENCHMARK(BM_PairStatusUnderPoll)->Arg(0)->Arg(1)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

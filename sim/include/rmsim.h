@@ -18,6 +18,7 @@
 
 namespace rmsim {
 
+class CallLog;
 class Db;
 class ErrorBook;
 
@@ -89,8 +90,8 @@ class Simulator {
   void resetCounters();
 
   // Every RMLIB call since the journal was last cleared, by every process,
-  // in the order the calls took the state's write lock. The journal keeps
-  // the latest 200000 calls.
+  // in the order the calls ended (calls that change the state in the order
+  // of their changes). The journal keeps the latest 200000 calls.
   std::vector<CallRecord> journal();
   void clearJournal();
 
@@ -143,6 +144,7 @@ class Simulator {
 
  private:
   std::unique_ptr<Db> m_db;
+  std::unique_ptr<CallLog> m_log;
   std::unique_ptr<ErrorBook> m_errors;
 };
 

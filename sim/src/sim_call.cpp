@@ -4,9 +4,9 @@
 
 #include <cstring>
 
+#include "sim_calllog.h"
 #include "sim_db.h"
 #include "sim_faults.h"
-#include "sim_journal.h"
 #include "sim_luns.h"
 
 namespace rmsim {
@@ -30,8 +30,15 @@ std::string pathOf(const cmddevinfo* info) {
 }
 
 int Call::fail(int number, const std::string& message) {
-  m_errors.record(pathOf(m_info), m_function, number, message);
+  m_failed = true;
+  m_failure.function = m_function;
+  m_failure.number = number;
+  m_failure.message = message;
   return number;
+}
+
+void Call::report(ErrorBook& errors) const {
+  if (m_failed) errors.record(pathOf(m_info), m_failure.function, m_failure.number, m_failure.message);
 }
 
 bool Call::attached() {
@@ -106,52 +113,82 @@ CallSite callSite(Db& db, const CallRecord& entry, const cmddevinfo* info, const
   return site;
 }
 
+// The calls that change pairs, data or attachments whatever they find.
+bool changesState(const std::string& function) {
+  return function == "attachcmddev" || function == "detachcmddev" || function == "pairsplit" ||
+         function == "pairresync";
+}
+
+// One try of the call in `Tx`, a Transaction or a ReadTransaction (which
+// throws WriteNeeded before anything is written or reported).
+template <class Tx>
+int attempt(Db& db, CallLog& log, ErrorBook& errors, const Settings& settings, CallRecord& entry,
+            cmddevinfo* info, const CallArgs& args, const std::function<int(Call&)>& body, FaultText& text) {
+  Tx tx(db);
+  Call call(db, settings, entry.function.c_str(), info);
+  text = FaultText::Last;
+  Fault fault;
+  int rc = 0;
+  if (!takeFault(db, callSite(db, entry, info, args), fault)) {
+    rc = body(call);
+  } else if (fault.text != FaultText::Last) {
+    text = fault.text;
+    rc = body(call);
+  } else if (fault.carriedOut) {
+    // The array did the work and the answer was lost: the caller must not
+    // assume that a failure changed nothing. A body that failed by itself
+    // keeps its own error.
+    rc = body(call);
+    if (rc == 0) rc = call.fail(fault.errorNumber, fault.message);
+  } else {
+    rc = call.fail(fault.errorNumber, fault.message);
+  }
+  entry.seq = log.nextSeq();
+  // Committed whether or not the call failed: a used-up fault stands; a
+  // failing body changes nothing else, a request carried out under a fault
+  // keeps what it did.
+  tx.commit();
+  call.report(errors);
+  return rc;
+}
+
 }  // namespace
 
-int runCall(Db& db, ErrorBook& errors, const char* function, cmddevinfo* info, const CallArgs& args,
-            const std::function<int(Call&)>& body, FaultText* text) {
+int runCall(Db& db, CallLog& log, ErrorBook& errors, const char* function, cmddevinfo* info,
+            const CallArgs& args, const std::function<int(Call&)>& body, FaultText* text) {
   CallRecord entry = journalEntry(function, info, args);
+  entry.seq = 0;
+  FaultText asked = FaultText::Last;
+  int rc = 0;
   try {
     Settings settings = readSettings(db);
     // A command device answers one command at a time; the delay models an
     // in-band command device and is taken outside the state's write lock.
     if (settings.latencyMs > 0) ::usleep(static_cast<useconds_t>(settings.latencyMs) * 1000);
-    Transaction tx(db);
-    countCall(db, function, entry.pid);
-    Call call(db, errors, settings, function, info);
-    Fault fault;
-    int rc = 0;
-    if (!takeFault(db, callSite(db, entry, info, args), fault)) {
-      rc = body(call);
-    } else if (fault.text != FaultText::Last) {
-      if (text != nullptr) *text = fault.text;
-      rc = body(call);
-    } else if (fault.carriedOut) {
-      // The array did the work and the answer was lost: the caller must not
-      // assume that a failure changed nothing. A body that failed by itself
-      // keeps its own error.
-      rc = body(call);
-      if (rc == 0) rc = call.fail(fault.errorNumber, fault.message);
-    } else {
-      rc = call.fail(fault.errorNumber, fault.message);
+    bool writer = changesState(function);
+    if (!writer) {
+      try {
+        rc = attempt<ReadTransaction>(db, log, errors, settings, entry, info, args, body, asked);
+      } catch (const WriteNeeded&) {
+        writer = true;
+      }
     }
-    entry.result = rc;
-    appendJournal(db, entry);
-    // Committed whether or not the call failed: the count, the journal and
-    // a used-up fault stand; a failing body changes nothing else, a request
-    // carried out under a fault keeps what it did.
-    tx.commit();
-    return rc;
+    if (writer) rc = attempt<Transaction>(db, log, errors, settings, entry, info, args, body, asked);
   } catch (const std::exception& e) {
     errors.record(pathOf(info), function, RMSIM_E_STATE, e.what());
-    try {
-      entry.result = RMSIM_E_STATE;
-      appendJournal(db, entry);
-    } catch (const std::exception&) {
-      // The state is unusable; the caller already has RMSIM_E_STATE.
-    }
-    return RMSIM_E_STATE;
+    rc = RMSIM_E_STATE;
   }
+  if (text != nullptr) *text = asked;
+  entry.result = rc;
+  try {
+    // Counted and journaled together, at the end: a process killed in a call leaves neither.
+    if (entry.seq == 0) entry.seq = log.nextSeq();
+    log.count(function);
+    log.append(entry);
+  } catch (const std::exception&) {
+    // The call log is unusable; the call itself stands.
+  }
+  return rc;
 }
 
 }  // namespace rmsim

@@ -1,9 +1,10 @@
 #ifndef RMSIM_SIM_CALL_H
 #define RMSIM_SIM_CALL_H
 
-// The frame of every simulated RMLIB call: latency, one transaction, the
-// call counter, an injected fault, the call journal, and the record of a
-// failure for getrmerrmsg and getfmtmsg.
+// The frame of every simulated RMLIB call: latency, the call counter, one
+// transaction (a read where the call changes nothing), an injected fault,
+// the call journal, and the record of a failure for getrmerrmsg and
+// getfmtmsg.
 
 #include <functional>
 #include <map>
@@ -15,6 +16,7 @@
 
 namespace rmsim {
 
+class CallLog;
 class Db;
 
 struct LastError {
@@ -55,15 +57,16 @@ struct CallArgs {
 // One call in progress, inside its transaction.
 class Call {
  public:
-  Call(Db& db, ErrorBook& errors, const Settings& settings, const char* function, cmddevinfo* info)
-      : m_db(db), m_errors(errors), m_settings(settings), m_function(function), m_info(info) {}
+  Call(Db& db, const Settings& settings, const char* function, cmddevinfo* info)
+      : m_db(db), m_settings(settings), m_function(function), m_info(info) {}
 
   Db& db() { return m_db; }
   const Settings& settings() const { return m_settings; }
   const char* function() const { return m_function; }
   cmddevinfo* info() { return m_info; }
 
-  // Records the failure for this command device and returns `number`.
+  // Notes the failure for this command device (kept once the call is done)
+  // and returns `number`.
   int fail(int number, const std::string& message);
   // True when the block is attached to a command device that the model
   // still has; otherwise records RMSIM_E_NOCMD and returns false.
@@ -72,23 +75,29 @@ class Call {
   int serial() const { return m_info->serial; }
   // The array's mirror units per volume (0 when the array is gone).
   int maxMirrorUnits();
+  // Hands the failure met, if any, to `errors`.
+  void report(ErrorBook& errors) const;
 
  private:
   Db& m_db;
-  ErrorBook& m_errors;
   const Settings& m_settings;
   const char* m_function;
   cmddevinfo* m_info;
+  bool m_failed = false;
+  LastError m_failure;
 };
 
 // Runs `body` as the RMLIB call `function` on `info` (which may be null):
-// waits the configured latency, then in one transaction counts the call,
-// either fails it with an injected fault or runs the body, and journals it
-// with `args`. A failure of the state store gives RMSIM_E_STATE; nothing
-// escapes as an exception.
-// `text`, when given, tells getrmerrmsg what text a fault asks of it.
-int runCall(Db& db, ErrorBook& errors, const char* function, cmddevinfo* info, const CallArgs& args,
-            const std::function<int(Call&)>& body, FaultText* text = nullptr);
+// waits the configured latency, then in one transaction either fails it with
+// an injected fault or runs the body, and counts and journals it with `args`. A call that may change the
+// state (attach, detach, split, resync) waits for its turn among the writers. Any other call runs in a read
+// transaction and runs again as a writer only when it finds it must change
+// something: a fault to count down, a copy that advances with a status read.
+// A failure of the state store gives RMSIM_E_STATE; nothing escapes as an
+// exception. `text`, when given, tells getrmerrmsg what text a fault asks of
+// it.
+int runCall(Db& db, CallLog& log, ErrorBook& errors, const char* function, cmddevinfo* info,
+            const CallArgs& args, const std::function<int(Call&)>& body, FaultText* text = nullptr);
 
 }  // namespace rmsim
 

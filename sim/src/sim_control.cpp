@@ -3,11 +3,11 @@
 #include <algorithm>
 
 #include "rmsim.h"
+#include "sim_calllog.h"
 #include "sim_cmddevs.h"
 #include "sim_data.h"
 #include "sim_db.h"
 #include "sim_faults.h"
-#include "sim_journal.h"
 #include "sim_pairs.h"
 #include "sim_settings.h"
 #include "sim_sha256.h"
@@ -98,26 +98,25 @@ int Simulator::pairStatus(int serial, int pvol, int mu) {
 
 std::map<std::string, int64_t> Simulator::counters() {
   std::map<std::string, int64_t> out;
-  Statement q = m_db->prepare("SELECT func, SUM(count) FROM counters GROUP BY func");
-  while (q.step()) out[q.text(0)] = q.integer(1);
+  for (const auto& count : m_log->counts()) out[count.first.first] += count.second;
   return out;
 }
 
 std::map<std::string, int64_t> Simulator::counters(int pid) {
   std::map<std::string, int64_t> out;
-  Statement q = m_db->prepare("SELECT func, count FROM counters WHERE pid = ?");
-  q.bind(pid);
-  while (q.step()) out[q.text(0)] = q.integer(1);
+  for (const auto& count : m_log->counts()) {
+    if (count.first.second == pid) out[count.first.first] += count.second;
+  }
   return out;
 }
 
 int64_t Simulator::counter(const std::string& function) {
-  Statement q = m_db->prepare("SELECT SUM(count) FROM counters WHERE func = ?");
-  q.bind(function);
-  return q.step() ? q.integer(0) : 0;
+  const std::map<std::string, int64_t> all = counters();
+  auto found = all.find(function);
+  return found == all.end() ? 0 : found->second;
 }
 
-void Simulator::resetCounters() { m_db->exec("DELETE FROM counters"); }
+void Simulator::resetCounters() { m_log->resetCounters(); }
 
 void Simulator::writeData(int serial, int ldev, const std::string& bytes) {
   rmsim::writeData(*m_db, serial, ldev, bytes);
@@ -134,9 +133,9 @@ std::vector<Simulator::Attachment> Simulator::attachments() {
   return out;
 }
 
-std::vector<CallRecord> Simulator::journal() { return readJournal(*m_db); }
+std::vector<CallRecord> Simulator::journal() { return m_log->journal(); }
 
-void Simulator::clearJournal() { rmsim::clearJournal(*m_db); }
+void Simulator::clearJournal() { m_log->clearJournal(); }
 
 void Simulator::setSetting(const std::string& key, const std::string& value) {
   checkSetting(key, value, "");

@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "sim_schema.h"
+#include "sim_turns.h"
 
 namespace rmsim {
 
@@ -17,6 +18,7 @@ Db::Db(const std::string& path) : m_path(path) {
     throw DbError("cannot open simulator state " + path + ": " + message);
   }
   try {
+    m_turns.reset(new WriteTurns(path + "-turns"));
     sqlite3_busy_timeout(m_db, 30000);
     exec("PRAGMA synchronous=OFF");  // a disposable state: no fsync, still atomic between processes
     exec("PRAGMA journal_mode=WAL");
@@ -53,7 +55,11 @@ void Db::exec(const std::string& sql) {
   }
 }
 
-Statement Db::prepare(const std::string& sql) { return Statement(m_db, sql); }
+Statement Db::prepare(const std::string& sql) {
+  Statement statement(m_db, sql);
+  if (m_readOnly && !statement.readOnly()) throw WriteNeeded();
+  return statement;
+}
 
 int Db::changes() const { return sqlite3_changes(m_db); }
 
@@ -122,19 +128,57 @@ std::string Statement::blob(int column) const {
   return bytes ? std::string(static_cast<const char*>(bytes), static_cast<size_t>(size)) : std::string();
 }
 
-Transaction::Transaction(Db& db) : m_db(db) { m_db.exec("BEGIN IMMEDIATE"); }
+bool Statement::readOnly() const { return sqlite3_stmt_readonly(m_stmt) != 0; }
+
+namespace {
+
+void rollback(Db& db) {
+  try {
+    db.exec("ROLLBACK");
+  } catch (...) {
+    // Nothing to do: SQLite rolls back an open transaction when the connection closes.
+  }
+}
+
+}  // namespace
+
+Transaction::Transaction(Db& db) : m_db(db) {
+  m_db.turns().begin();
+  try {
+    m_db.exec("BEGIN IMMEDIATE");
+  } catch (...) {
+    m_db.turns().end();
+    throw;
+  }
+}
 
 Transaction::~Transaction() {
-  if (!m_done) {
-    try {
-      m_db.exec("ROLLBACK");
-    } catch (...) {
-      // Nothing to do: SQLite rolls back an open transaction when the connection closes.
-    }
+  if (!m_done) rollback(m_db);
+  try {
+    m_db.turns().end();
+  } catch (...) {
+    // The lock goes with the connection's queue file at the latest.
   }
 }
 
 void Transaction::commit() {
+  m_db.exec("COMMIT");
+  m_done = true;
+  m_db.turns().end();
+}
+
+ReadTransaction::ReadTransaction(Db& db) : m_db(db) {
+  m_db.exec("BEGIN");
+  m_db.setReadOnly(true);
+}
+
+ReadTransaction::~ReadTransaction() {
+  m_db.setReadOnly(false);
+  if (!m_done) rollback(m_db);
+}
+
+void ReadTransaction::commit() {
+  m_db.setReadOnly(false);
   m_db.exec("COMMIT");
   m_done = true;
 }

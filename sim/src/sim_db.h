@@ -7,6 +7,7 @@
 #include <sqlite3.h>
 
 #include <cstdint>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -18,11 +19,17 @@ class DbError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// Thrown by Db::prepare when a statement would write inside a
+// ReadTransaction: the caller runs the work again in a Transaction.
+struct WriteNeeded {};
+
 class Statement;
+class WriteTurns;
 
 // One connection. Opening creates the file and its tables when needed (WAL
-// journal, 30 s busy timeout, so that concurrent processes queue instead of
-// failing). A connection must not be used across fork.
+// journal, so that readers never wait for a writer; 30 s busy timeout for the
+// rare moments a reader must) and the writers' queue beside it (<path>-turns).
+// A connection must not be used across fork.
 class Db {
  public:
   explicit Db(const std::string& path);
@@ -37,6 +44,9 @@ class Db {
   // The rowid of the last INSERT on this connection.
   int64_t lastInsertId() const;
   const std::string& path() const { return m_path; }
+  WriteTurns& turns() { return *m_turns; }
+  // While set, prepare() refuses statements that write (WriteNeeded).
+  void setReadOnly(bool readOnly) { m_readOnly = readOnly; }
 
   // $RMSIM_DB, or /tmp/rmsim-<uid>.db when it is unset or empty.
   static std::string defaultPath();
@@ -46,6 +56,8 @@ class Db {
 
   sqlite3* m_db = nullptr;
   std::string m_path;
+  std::unique_ptr<WriteTurns> m_turns;
+  bool m_readOnly = false;
 };
 
 // A prepared statement with positional binding (1-based, in bind order).
@@ -73,6 +85,8 @@ class Statement {
   double real(int column) const;
   std::string text(int column) const;
   std::string blob(int column) const;
+  // True when the statement cannot change the database.
+  bool readOnly() const;
 
  private:
   sqlite3* m_db;
@@ -80,15 +94,32 @@ class Statement {
   int m_next = 1;
 };
 
-// BEGIN IMMEDIATE ... COMMIT: takes the write lock at once, so a call never
-// reads a state that another process is about to change. Rolled back unless
-// commit() was called.
+// A write: waits for this connection's turn among the writers (WriteTurns),
+// then BEGIN IMMEDIATE ... COMMIT takes the write lock at once, so that the
+// work never reads a state that another process is about to change. Rolled
+// back unless commit() was called; the turn ends with the transaction.
 class Transaction {
  public:
   explicit Transaction(Db& db);
   ~Transaction();
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;
+  void commit();
+
+ private:
+  Db& m_db;
+  bool m_done = false;
+};
+
+// A read: one consistent view of the state, taken at its first statement,
+// that waits for no writer and holds none up (WAL). A statement that would
+// write throws WriteNeeded.
+class ReadTransaction {
+ public:
+  explicit ReadTransaction(Db& db);
+  ~ReadTransaction();
+  ReadTransaction(const ReadTransaction&) = delete;
+  ReadTransaction& operator=(const ReadTransaction&) = delete;
   void commit();
 
  private:

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "rmsim.h"
+#include "sim_calllog.h"
 #include "sim_cmddevs.h"
 #include "sim_data.h"
 #include "sim_db.h"
@@ -114,12 +115,15 @@ std::string Simulator::describe() {
   }
   printTable(out, "ldev data", {"serial", "ldev", "bytes", "sha256-prefix"}, data);
   printTable(out, "settings", {"key", "value"}, query(db, "SELECT key, value FROM settings ORDER BY 1", 2));
-  printTable(out, "counters", {"function", "calls"},
-             query(db, "SELECT func, SUM(count) FROM counters GROUP BY func ORDER BY 1", 2));
-  printTable(out, "counters by process", {"function", "pid", "calls"},
-             query(db, "SELECT func, pid, count FROM counters ORDER BY 1, 2", 3));
-  Statement journal = db.prepare("SELECT COUNT(*) FROM journal");
-  out << "journal: " << (journal.step() ? journal.integer(0) : 0) << " calls (rmsim journal)\n";
+  std::vector<Row> totals, byProcess;
+  for (const auto& total : counters()) totals.push_back({total.first, std::to_string(total.second)});
+  for (const auto& count : m_log->counts()) {
+    byProcess.push_back(
+        {count.first.first, std::to_string(count.first.second), std::to_string(count.second)});
+  }
+  printTable(out, "counters", {"function", "calls"}, totals);
+  printTable(out, "counters by process", {"function", "pid", "calls"}, byProcess);
+  out << "journal: " << m_log->journal().size() << " calls (rmsim journal)\n";
   return out.str();
 }
 

@@ -7,11 +7,11 @@
 
 namespace rmsim {
 
-namespace {
+const char* const kRmlibFunctions[kRmlibFunctionCount] = {
+    "attachcmddev", "detachcmddev", "pairvolstat", "pairsplit",   "pairresync", "getldev",
+    "getrminfo",    "getrmerrmsg",  "getrmver",    "getdkclimit", "getfmtmsg"};
 
-const char* const kFunctions[] = {"attachcmddev", "detachcmddev", "pairvolstat", "pairsplit",
-                                  "pairresync",   "getldev",      "getrminfo",   "getrmerrmsg",
-                                  "getrmver",     "getdkclimit",  "getfmtmsg"};
+namespace {
 
 struct Armed {
   int64_t id = 0;
@@ -52,20 +52,11 @@ void checkSpec(const FaultSpec& fault) {
 
 }  // namespace
 
-bool isRmlibFunction(const std::string& function) {
-  for (const char* name : kFunctions) {
-    if (function == name) return true;
+int rmlibFunctionIndex(const std::string& function) {
+  for (int i = 0; i < kRmlibFunctionCount; ++i) {
+    if (function == kRmlibFunctions[i]) return i;
   }
-  return false;
-}
-
-void countCall(Db& db, const char* function, int pid) {
-  db.prepare(
-        "INSERT INTO counters(func, pid, count) VALUES(?, ?, 1) ON CONFLICT(func, pid) DO UPDATE SET count = "
-        "count + 1")
-      .bind(std::string(function))
-      .bind(pid)
-      .run();
+  return -1;
 }
 
 bool takeFault(Db& db, const CallSite& site, Fault& fault) {

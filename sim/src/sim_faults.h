@@ -1,8 +1,8 @@
 #ifndef RMSIM_SIM_FAULTS_H
 #define RMSIM_SIM_FAULTS_H
 
-// Fault injection and call counters, both kept in the state file so that the
-// process that sets a fault and the process that meets it need not be one.
+// Fault injection, kept in the state file so that the process that sets a
+// fault and the process that meets it need not be one.
 
 #include <string>
 
@@ -12,11 +12,13 @@ namespace rmsim {
 
 class Db;
 
-// True for the eleven RMLIB function names.
-bool isRmlibFunction(const std::string& function);
+// The eleven RMLIB functions, in a fixed order.
+const int kRmlibFunctionCount = 11;
+extern const char* const kRmlibFunctions[kRmlibFunctionCount];
 
-// Adds one to the call counter of `function` for process `pid`.
-void countCall(Db& db, const char* function, int pid);
+// Its place in kRmlibFunctions, -1 for another name.
+int rmlibFunctionIndex(const std::string& function);
+inline bool isRmlibFunction(const std::string& function) { return rmlibFunctionIndex(function) >= 0; }
 
 // What a call is, as far as a fault's narrowing can tell: serial and ldev
 // are -1 when the call addresses no volume (or an unknown one).

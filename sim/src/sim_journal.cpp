@@ -1,74 +1,59 @@
 #include "sim_journal.h"
 
-#include "sim_db.h"
+#include <cstring>
 
 namespace rmsim {
 
 namespace {
 
-// Enough for any test or dry run; a long-lived state file does not grow without end.
-const int64_t kJournalLimit = 200000;
-const int64_t kTrimEvery = 1000;
+const uint32_t kMagic = 0x314a4d52;  // "RMJ1"
+
+// Host order: a journal is read on the host that wrote it.
+struct Head {
+  uint32_t magic;
+  uint32_t size;  // of the whole record
+  int64_t seq;
+  int32_t numbers[14];
+  uint32_t functionSize;
+  uint32_t cmddevSize;
+};
 
 }  // namespace
 
-void appendJournal(Db& db, const CallRecord& r) {
-  db.prepare(
-        "INSERT INTO journal(func, pid, cmddev, instance, porttype, port, targid, lun, mun, ldevno, option, "
-        "csize, ope, ldev_arg, port_arg, result) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")
-      .bind(r.function)
-      .bind(r.pid)
-      .bind(r.cmddev)
-      .bind(r.instance)
-      .bind(r.porttype)
-      .bind(r.port)
-      .bind(r.targid)
-      .bind(r.lun)
-      .bind(r.mun)
-      .bind(r.ldevno)
-      .bind(r.option)
-      .bind(r.csize)
-      .bind(r.ope)
-      .bind(r.ldevArg)
-      .bind(r.portArg)
-      .bind(r.result)
-      .run();
-  const int64_t seq = db.lastInsertId();
-  if (seq % kTrimEvery == 0 && seq > kJournalLimit) {
-    db.prepare("DELETE FROM journal WHERE seq <= ?").bind(seq - kJournalLimit).run();
-  }
+std::string encodeCall(const CallRecord& r) {
+  Head head;
+  std::memset(&head, 0, sizeof head);
+  head.magic = kMagic;
+  head.seq = r.seq;
+  const int32_t numbers[14] = {r.pid,    r.instance, r.porttype, r.port, r.targid,  r.lun,     r.mun,
+                               r.ldevno, r.option,   r.csize,    r.ope,  r.ldevArg, r.portArg, r.result};
+  std::memcpy(head.numbers, numbers, sizeof numbers);
+  head.functionSize = static_cast<uint32_t>(r.function.size());
+  head.cmddevSize = static_cast<uint32_t>(r.cmddev.size());
+  head.size = static_cast<uint32_t>(sizeof head + r.function.size() + r.cmddev.size());
+  std::string bytes(reinterpret_cast<const char*>(&head), sizeof head);
+  return bytes + r.function + r.cmddev;
 }
 
-std::vector<CallRecord> readJournal(Db& db) {
-  std::vector<CallRecord> out;
-  Statement q = db.prepare(
-      "SELECT seq, func, pid, cmddev, instance, porttype, port, targid, lun, mun, ldevno, option, csize, "
-      "ope, "
-      "ldev_arg, port_arg, result FROM journal ORDER BY seq");
-  while (q.step()) {
-    CallRecord r;
-    r.seq = q.integer(0);
-    r.function = q.text(1);
-    r.pid = q.number(2);
-    r.cmddev = q.text(3);
-    r.instance = q.number(4);
-    r.porttype = q.number(5);
-    r.port = q.number(6);
-    r.targid = q.number(7);
-    r.lun = q.number(8);
-    r.mun = q.number(9);
-    r.ldevno = q.number(10);
-    r.option = q.number(11);
-    r.csize = q.number(12);
-    r.ope = q.number(13);
-    r.ldevArg = q.number(14);
-    r.portArg = q.number(15);
-    r.result = q.number(16);
-    out.push_back(r);
+void decodeCalls(const std::string& bytes, int64_t after, std::vector<CallRecord>& out) {
+  size_t at = 0;
+  while (bytes.size() - at >= sizeof(Head)) {
+    Head head;
+    std::memcpy(&head, bytes.data() + at, sizeof head);
+    const uint64_t size = sizeof head + static_cast<uint64_t>(head.functionSize) + head.cmddevSize;
+    if (head.magic != kMagic || head.size != size || bytes.size() - at < size) return;
+    if (head.seq > after) {
+      CallRecord r;
+      r.seq = head.seq;
+      int32_t* fields[14] = {&r.pid,    &r.instance, &r.porttype, &r.port, &r.targid,  &r.lun,     &r.mun,
+                             &r.ldevno, &r.option,   &r.csize,    &r.ope,  &r.ldevArg, &r.portArg, &r.result};
+      for (int i = 0; i < 14; ++i) *fields[i] = head.numbers[i];
+      r.function = bytes.substr(at + sizeof head, head.functionSize);
+      r.cmddev = bytes.substr(at + sizeof head + head.functionSize, head.cmddevSize);
+      out.push_back(r);
+    }
+    at += size;
   }
-  return out;
 }
-
-void clearJournal(Db& db) { db.exec("DELETE FROM journal"); }
 
 }  // namespace rmsim

@@ -7,9 +7,10 @@
 
 namespace rmsim {
 
-const int kSchemaVersion = 8;
+const int kSchemaVersion = 9;
 
 const char kDropTables[] = R"SQL(
+-- counters and journal: tables of older versions, now kept beside the file (sim_calllog.h).
 DROP TABLE IF EXISTS arrays; DROP TABLE IF EXISTS cmddevs; DROP TABLE IF EXISTS ports;
 DROP TABLE IF EXISTS hostgroups; DROP TABLE IF EXISTS ldevs; DROP TABLE IF EXISTS luns;
 DROP TABLE IF EXISTS pairs; DROP TABLE IF EXISTS lasterr; DROP TABLE IF EXISTS faults;
@@ -54,8 +55,6 @@ CREATE TABLE faults (id INTEGER PRIMARY KEY, func TEXT NOT NULL, errno INTEGER N
   message TEXT NOT NULL, remaining INTEGER NOT NULL, after INTEGER NOT NULL, serial INTEGER NOT NULL,
   ldev INTEGER NOT NULL, cmddev TEXT NOT NULL, pid INTEGER NOT NULL, carried_out INTEGER NOT NULL,
   text INTEGER NOT NULL);
--- Calls by function and calling process.
-CREATE TABLE counters (func TEXT, pid INTEGER, count INTEGER NOT NULL, PRIMARY KEY (func, pid));
 CREATE TABLE settings (key TEXT PRIMARY KEY, value TEXT NOT NULL);
 -- Who has which command device attached under which instance number; blocks: how many attach
 -- blocks of that process do (each detach gives one back).
@@ -63,13 +62,6 @@ CREATE TABLE attachments (path TEXT, instance INTEGER, pid INTEGER, blocks INTEG
   PRIMARY KEY (path, instance, pid));
 -- What each LDEV holds (at most a few KiB: enough to tell one point in time from another).
 CREATE TABLE ldev_data (serial INTEGER, ldev INTEGER, bytes BLOB NOT NULL, PRIMARY KEY (serial, ldev));
--- Every call as the library received it; -1 where the call has no such argument. The rowid is the
--- call's place in the journal, so a cleared journal counts from 1 again.
-CREATE TABLE journal (seq INTEGER PRIMARY KEY, func TEXT NOT NULL, pid INTEGER NOT NULL,
-  cmddev TEXT NOT NULL, instance INTEGER NOT NULL, porttype INTEGER NOT NULL, port INTEGER NOT NULL,
-  targid INTEGER NOT NULL, lun INTEGER NOT NULL, mun INTEGER NOT NULL, ldevno INTEGER NOT NULL,
-  option INTEGER NOT NULL, csize INTEGER NOT NULL, ope INTEGER NOT NULL, ldev_arg INTEGER NOT NULL,
-  port_arg INTEGER NOT NULL, result INTEGER NOT NULL);
 )SQL";
 
 }  // namespace rmsim

@@ -2,6 +2,7 @@
 // around the operation of its family.
 #include "rmsim.h"
 #include "sim_call.h"
+#include "sim_calllog.h"
 #include "sim_cmddevs.h"
 #include "sim_db.h"
 #include "sim_luns.h"
@@ -9,7 +10,8 @@
 
 namespace rmsim {
 
-Simulator::Simulator(const std::string& dbPath) : m_db(new Db(dbPath)), m_errors(new ErrorBook) {}
+Simulator::Simulator(const std::string& dbPath)
+    : m_db(new Db(dbPath)), m_log(new CallLog(dbPath)), m_errors(new ErrorBook) {}
 
 Simulator::~Simulator() = default;
 
@@ -19,18 +21,19 @@ int Simulator::attachcmddev(cmddevinfo* info, const char* cmddev, int instance) 
   args.attach = true;
   args.cmddev = cmddev;
   args.instance = instance;
-  return runCall(*m_db, *m_errors, "attachcmddev", info, args,
+  return runCall(*m_db, *m_log, *m_errors, "attachcmddev", info, args,
                  [&](Call& call) { return attachCmdDev(call, cmddev, instance); });
 }
 
 int Simulator::detachcmddev(cmddevinfo* info) {
-  return runCall(*m_db, *m_errors, "detachcmddev", info, {}, [&](Call& call) { return detachCmdDev(call); });
+  return runCall(*m_db, *m_log, *m_errors, "detachcmddev", info, {},
+                 [&](Call& call) { return detachCmdDev(call); });
 }
 
 int Simulator::pairvolstat(cmddevinfo* info, targdev* targ, pairstatinfo* out) {
   CallArgs args;
   args.targ = targ;
-  return runCall(*m_db, *m_errors, "pairvolstat", info, args,
+  return runCall(*m_db, *m_log, *m_errors, "pairvolstat", info, args,
                  [&](Call& call) { return pairVolStat(call, targ, out); });
 }
 
@@ -39,7 +42,7 @@ int Simulator::pairsplit(cmddevinfo* info, targdev* targ, int sopt, int csize) {
   args.targ = targ;
   args.option = sopt;
   args.csize = csize;
-  return runCall(*m_db, *m_errors, "pairsplit", info, args,
+  return runCall(*m_db, *m_log, *m_errors, "pairsplit", info, args,
                  [&](Call& call) { return pairSplit(call, targ, sopt, csize); });
 }
 
@@ -48,14 +51,15 @@ int Simulator::pairresync(cmddevinfo* info, targdev* targ, int ropt, int csize) 
   args.targ = targ;
   args.option = ropt;
   args.csize = csize;
-  return runCall(*m_db, *m_errors, "pairresync", info, args,
+  return runCall(*m_db, *m_log, *m_errors, "pairresync", info, args,
                  [&](Call& call) { return pairResync(call, targ, ropt, csize); });
 }
 
 int Simulator::getldev(cmddevinfo* info, targdev* targ) {
   CallArgs args;
   args.targ = targ;
-  return runCall(*m_db, *m_errors, "getldev", info, args, [&](Call& call) { return getLdev(call, targ); });
+  return runCall(*m_db, *m_log, *m_errors, "getldev", info, args,
+                 [&](Call& call) { return getLdev(call, targ); });
 }
 
 int Simulator::getrminfo(cmddevinfo* info, int ope, int ldev, int port, void* rminfo) {
@@ -63,14 +67,14 @@ int Simulator::getrminfo(cmddevinfo* info, int ope, int ldev, int port, void* rm
   args.ope = ope;
   args.ldev = ldev;
   args.port = port;
-  return runCall(*m_db, *m_errors, "getrminfo", info, args,
+  return runCall(*m_db, *m_log, *m_errors, "getrminfo", info, args,
                  [&](Call& call) { return getRmInfo(call, ope, ldev, port, rminfo); });
 }
 
 char* Simulator::getrmerrmsg(cmddevinfo* info) {
   FaultText text = FaultText::Last;
   runCall(
-      *m_db, *m_errors, "getrmerrmsg", info, {}, [](Call&) { return 0; }, &text);
+      *m_db, *m_log, *m_errors, "getrmerrmsg", info, {}, [](Call&) { return 0; }, &text);
   static char empty[] = "";
   if (text == FaultText::Null) return nullptr;
   if (text == FaultText::Empty) return empty;
@@ -78,17 +82,17 @@ char* Simulator::getrmerrmsg(cmddevinfo* info) {
 }
 
 int Simulator::getrmver(int* version) {
-  return runCall(*m_db, *m_errors, "getrmver", nullptr, {},
+  return runCall(*m_db, *m_log, *m_errors, "getrmver", nullptr, {},
                  [&](Call& call) { return getRmVer(call, version); });
 }
 
 int Simulator::getdkclimit(cmddevinfo* info, dkc_limit* out) {
-  return runCall(*m_db, *m_errors, "getdkclimit", info, {},
+  return runCall(*m_db, *m_log, *m_errors, "getdkclimit", info, {},
                  [&](Call& call) { return getDkcLimit(call, out); });
 }
 
 int Simulator::getfmtmsg(cmddevinfo* info, char* buffer) {
-  return runCall(*m_db, *m_errors, "getfmtmsg", info, {},
+  return runCall(*m_db, *m_log, *m_errors, "getfmtmsg", info, {},
                  [&](Call& call) { return getFmtMsg(call, *m_errors, buffer); });
 }
 

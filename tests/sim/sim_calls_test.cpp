@@ -1,9 +1,13 @@
 // Instance numbers (one live process per number and command device, none
 // negative), the functions each library variant exports, and the call
 // journal and counters: what every process sent, exactly as received.
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
+#include <functional>
 #include <map>
 #include <set>
 #include <sstream>
@@ -228,6 +232,66 @@ TEST_F(CallJournal, EachProcessIsJournaledAndCountedUnderItsOwnIdInOneState) {
   EXPECT_EQ(0, sim->counter("getdkclimit"));
   EXPECT_EQ(2, sim->counter("pairsplit"));
   EXPECT_EQ(2, sim->counter("pairvolstat"));  // the totals add every process
+}
+
+// A second process that calls `poll` without pause, as a restore polls, from
+// its first success until it is killed.
+struct Poller {
+  explicit Poller(const std::function<int()>& poll) {
+    int ready[2];
+    if (::pipe(ready) != 0) return;
+    pid = ::fork();
+    if (pid == 0) {
+      if (poll() == 0 && ::write(ready[1], "!", 1) == 1) {
+        while (true) poll();
+      }
+      ::_exit(1);
+    }
+    char sign;
+    if (pid < 0 || ::read(ready[0], &sign, 1) != 1) pid = -1;
+    ::close(ready[0]);
+    ::close(ready[1]);
+  }
+  ~Poller() {
+    if (pid <= 0) return;
+    ::kill(pid, SIGKILL);  // in the middle of a call, as a killed framework process may be
+    ::waitpid(pid, nullptr, 0);
+  }
+  pid_t pid = -1;
+};
+
+// Reads that only look, and reads that advance a copy and so change the
+// state (the pollers' too): neither kind waits long for the pollers.
+TEST_F(CallJournal, TightPollersHoldUpNoOtherProcessForLong) {
+  sim->setSetting("copy_reads", "1000000");
+  for (bool copying : {true, false}) {
+    SCOPED_TRACE(copying ? "reads that advance copies" : "reads that only look");
+    const int read = copying ? RMSIM_COPY : RMSIM_PSUS;
+    sim->setPairStatus(kHitachi, 256, 0, read);
+    sim->setPairStatus(kHitachi, 257, 0, copying ? RMSIM_COPY : RMSIM_PAIR);
+    targdev polled = volume(kLun257, 0);
+    pairstatinfo seen;
+    std::vector<std::unique_ptr<Poller>> pollers;  // enough to keep the state busy on a loaded machine
+    for (int i = 0; i < 3; ++i) {
+      pollers.emplace_back(new Poller([&] { return lib.volstat(&cmd, &polled, &seen); }));
+      ASSERT_GT(pollers.back()->pid, 0);
+    }
+    const pid_t poller = pollers[0]->pid;
+    const int64_t pollsBefore = sim->counters(poller)["pairvolstat"];
+    sim->clearJournal();
+    for (int i = 0; i < 500; ++i) {
+      const auto start = std::chrono::steady_clock::now();
+      EXPECT_EQ(read, status(kLun256, 0).pairstat);
+      ASSERT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1)) << "read " << i;
+    }
+    EXPECT_LT(pollsBefore, sim->counters(poller)["pairvolstat"]) << "the poller stood still";
+    std::vector<int64_t> own;  // each of this process's reads once, in order, among the pollers'
+    for (const rmsim::CallRecord& r : sim->journal()) {
+      if (r.pid == ::getpid()) own.push_back(r.seq);
+    }
+    EXPECT_EQ(500u, own.size());
+    EXPECT_EQ(own.end(), std::adjacent_find(own.begin(), own.end(), std::greater_equal<int64_t>()));
+  }
 }
 
 }  // namespace
