@@ -133,7 +133,7 @@ const Row kLunInformation[] = {
      {"getrminfo ope 33 ldev 302 port 0"},
      {"L6  getrminfo is called for '302'.", "L6 Calling getrminfo with params ope = 33, ldev = 302, port = 0",
       "L3 LUN           '6'", "L3 unitID        '1'", "L3 serialNumber  '410001'",
-      "L3 emulationType 'OPEN-V'", "L3 LUProperty    ' 8'"}},
+      "L3 emulationType 'OPEN-V'", "L3 LUProperty    ' 8'", "L3 LUNSize       '2097152'"}},
     {"AnUndefinedLdevIsRefused",
      [](ArrayOps& t) { return t.describe(t.intf.getLUNInfo(t.cmd, "999", false)); },
      "threw 2 -1 'Invalid lun for snapshot. LUN=999' getLUNInfo '410001'",
@@ -329,7 +329,8 @@ const Row kPairOperations[] = {
      {kStat257},
      {"L6 Calling pairvolstat params :", kAddress, "L3 Lun          :0x4\t", "L3 Mun          :0x0 ",
       "L3 pldev        :0x12d ", "L3 csize        :0x7\t", "L3 Volume status:PVOL\t",
-      "L3 Pair status  :PAIR ", "L3 pserial      :410001\t\t"}},
+      "L3 Pair status  :PAIR ", "L3 pserial      :410001\t\t", "L3 pssid        :5\t\t",
+      "L3 copyrate     :100\t\t", "L3 ctgid        :0x0\t", "L3 voltype      :              OPEN-V "}},
     {"ARefusedStatusRead",
      [](ArrayOps& t) {
        SHitachiVirtualDisk disk = t.paired("257", "301");
