@@ -2,6 +2,7 @@
 // against the simulator: one row per case, each pinning the result (or the
 // exception), the RMLIB calls with their arguments and the trace lines with
 // their levels.
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <vector>
@@ -47,12 +48,14 @@ pair 410001 257 0 301 si status=PAIR csize=7
 const int kSerial = 410001;
 const char kIoError[] = "command device I/O error";
 
+const std::vector<std::string> kAny = {"*"};  // calls not checked
+
 class ArrayOps;
 struct Row {
   const char* name;
   std::function<std::string(ArrayOps&)> act;  // arranges what it needs, then acts
   std::string outcome;
-  std::vector<std::string> journal;  // every RMLIB call of the act, in order ("*": not checked)
+  std::vector<std::string> journal;  // every RMLIB call of the act, in order
   std::vector<std::string> traced;   // "L<level> <text>" lines, "..." ending a prefix
   std::vector<std::string> absent = {};
 };
@@ -104,6 +107,55 @@ class ArrayOps : public RmlibTest, public ::testing::WithParamInterface<Row> {
     return out;
   }
   static std::string result(int rc, const std::string& more = "") { return std::to_string(rc) + more; }
+  std::string info(const char* ldev, bool hostMapping) {
+    return describe(intf.getLUNInfo(cmd, ldev, hostMapping));
+  }
+  std::string devmap(int ldev, int port) {
+    int lun = -1;
+    const int rc = intf.find_devmap(cmd, ldev, port, lun);
+    return result(rc, " lun " + std::to_string(lun) + " getldev " + std::to_string(sim.calls("getldev")));
+  }
+  // One pair operation on the pair of `source` and `target`, `failing` the
+  // named RMLIB function: its result, then the pair's state on the array.
+  std::string pairOp(const char* op, const char* source, const char* target, const char* failing = nullptr) {
+    SHitachiVirtualDisk disk = paired(source, target);
+    if (failing) fault(failing);
+    const std::string name = op;
+    const int rc = name == "split"     ? intf.splitPair(cmd, disk, disk)
+                   : name == "status"  ? intf.getPairStatus(cmd, disk, disk, true)
+                   : name == "restore" ? intf.synchronize(cmd, disk, disk, true)
+                                       : intf.synchronize(cmd, disk, disk, false);
+    return result(
+        rc, " " + std::to_string(sim.pairStatus(kSerial, std::atoi(source), disk.m_pairList[0].m_muNumber)));
+  }
+  std::string resyncFrom(int state, bool reverse) {
+    SHitachiVirtualDisk disk = paired("257", "301");
+    sim.setPairStatus(kSerial, 257, 0, state);
+    const int rc = intf.synchronize(cmd, disk, disk, reverse);
+    return result(rc, " " + std::to_string(sim.pairStatus(kSerial, 257, 0)));
+  }
+  // The three operations on a disk without a pair.
+  std::string unpaired(const char* op) {
+    SHitachiVirtualDisk empty;
+    empty.m_enclosureId = "410009";
+    const std::string name = op;
+    return result(name == "split"    ? intf.splitPair(cmd, empty, empty)
+                  : name == "status" ? intf.getPairStatus(cmd, empty, empty, false)
+                                     : intf.synchronize(cmd, empty, empty, false));
+  }
+  std::string discover(const char* source, const char* failing = nullptr, int after = 0) {
+    SHitachiVirtualDisk disk = mapped(source);
+    if (failing) fault(failing, after);
+    const int rc = intf.autoDiscoverTarget(cmd, disk, reserved, target);
+    return result(rc, " '" + target + "'");
+  }
+  std::string select(const char* source, const char* secondary, const char* failing = nullptr) {
+    SHitachiVirtualDisk disk = mapped(source);
+    SHitachiVirtualDisk copy = intf.getLUNInfo(cmd, secondary, false);
+    if (failing) fault(failing);
+    const int rc = intf.selectPair(cmd, disk, copy);
+    return result(rc, describe(disk));
+  }
 
   SCmdInfoPtr cmd;
   std::string target, reserved;
@@ -112,7 +164,7 @@ class ArrayOps : public RmlibTest, public ::testing::WithParamInterface<Row> {
 TEST_P(ArrayOps, PinsResultCallsAndTraces) {
   const Row& row = GetParam();
   EXPECT_EQ(row.outcome, outcome([&] { return row.act(*this); }));
-  if (row.journal != std::vector<std::string>{"*"}) {
+  if (row.journal != kAny) {
     EXPECT_EQ(row.journal, journal());
   }
   for (const std::string& line : row.traced) EXPECT_TRUE(traced(line)) << line;
@@ -121,28 +173,35 @@ TEST_P(ArrayOps, PinsResultCallsAndTraces) {
 
 const char kAddress[] = "L6 Port     :0x0\t TargetID :0x0\t Lun      :0x4\t Mun      :0x0";
 const char kStat257[] = "pairvolstat 1 0 0 4 0 65535";
+const char kFailed206[] =
+    "L1 operation failed with error number '206' with message 'command device I/O error'.";
+const std::vector<std::string> kReport = {"getrmerrmsg", "getfmtmsg", "getrmerrmsg"};
 
 std::string thrown(int kind, const char* api) {
   return "threw " + std::to_string(kind) + " 206 'command device I/O error' " + api + " '410001'";
 }
+std::vector<std::string> plus(std::vector<std::string> calls, const std::vector<std::string>& more) {
+  calls.insert(calls.end(), more.begin(), more.end());
+  return calls;
+}
 
 const Row kLunInformation[] = {
     {"WithoutHostMappingTheLdevIsTheDeviceNumber",
-     [](ArrayOps& t) { return t.describe(t.intf.getLUNInfo(t.cmd, "302", false)); },
+     [](ArrayOps& t) { return t.info("302", false); },
      "dev 302 port 0 hg 0 '' cow",
      {"getrminfo ope 33 ldev 302 port 0"},
      {"L6  getrminfo is called for '302'.", "L6 Calling getrminfo with params ope = 33, ldev = 302, port = 0",
       "L3 LUN           '6'", "L3 unitID        '1'", "L3 serialNumber  '410001'",
-      "L3 emulationType 'OPEN-V'", "L3 LUProperty    ' 8'", "L3 LUNSize       '2097152'"}},
+      "L3 emulationType 'OPEN-V'", "L3 LUNSize       '2097152'", "L3 LUProperty    ' 8'"}},
     {"AnUndefinedLdevIsRefused",
-     [](ArrayOps& t) { return t.describe(t.intf.getLUNInfo(t.cmd, "999", false)); },
+     [](ArrayOps& t) { return t.info("999", false); },
      "threw 2 -1 'Invalid lun for snapshot. LUN=999' getLUNInfo '410001'",
      {"getrminfo ope 33 ldev 999 port 0"},
      {"L3 emulationType 'NOT DEFINE'"}},
     {"HostGroupsMatchOnTheShorterNameFirstInBufferOrder",
-     [](ArrayOps& t) { return t.describe(t.intf.getLUNInfo(t.cmd, "256", true)); },
+     [](ArrayOps& t) { return t.info("256", true); },
      "dev 7 port 1 hg 0 'DB1-backup' si cow",
-     {"*"},
+     kAny,
      {"L3 Host name db1.", "L3 hostGroupName     'other-host'",
       "L6 CCmnNetwork::getFQDN returned empty hostName : using hostGroupInfo.hostGroupName [other-host]",
       "L6 tmpHostname [other-host]", "L2 Host group name NOT matched", "L6 strcmplen [3]",
@@ -150,7 +209,7 @@ const Row kLunInformation[] = {
     {"NoHostGroupOfThisHost",
      [](ArrayOps& t) {
        ::setenv("HITACHIFI_HOSTNAME", "zz-elsewhere", 1);
-       return t.describe(t.intf.getLUNInfo(t.cmd, "256", true));
+       return t.info("256", true);
      },
      "threw 2 -1 'hostGroup correspoding to this host is not found' getLUNInfo ''",
      {"getrminfo ope 33 ldev 256 port 0"},
@@ -158,12 +217,11 @@ const Row kLunInformation[] = {
     {"RmlibRefusesTheInformation",
      [](ArrayOps& t) {
        t.fault("getrminfo");
-       return t.describe(t.intf.getLUNInfo(t.cmd, "256", false));
+       return t.info("256", false);
      },
      thrown(2, "getrminfo"),
-     {"getrminfo ope 33 ldev 256 port 0 -> 206", "getrmerrmsg", "getfmtmsg", "getrmerrmsg"},
-     {"L1 getrminfo failed.",
-      "L1 operation failed with error number '206' with message 'command device I/O error'.",
+     plus({"getrminfo ope 33 ldev 256 port 0 -> 206"}, kReport),
+     {"L1 getrminfo failed.", kFailed206,
       "L6 format msg : '[RMSIM] getrminfo(/dev/sdb) failed: EX206 command device I/O error'",
       "L2 getfmtmsg returned with error : [0]"}},
 };
@@ -173,12 +231,10 @@ const Row kLunInformation[] = {
 const Row kDeviceMap[] = {
     {"FoundOnAFibrePortAndThenAnsweredFromTheCache",
      [](ArrayOps& t) {
-       const std::string first = t.describe(t.intf.getLUNInfo(t.cmd, "257", true));
-       int lun = -1;
-       const int rc = t.intf.find_devmap(t.cmd, 257, 0, lun);
-       return first + " / " + t.result(rc, " lun " + std::to_string(lun));
+       const std::string first = t.info("257", true);
+       return first + " / " + t.devmap(257, 0);
      },
-     "dev 4 port 0 hg 0 'db1' si cow / 0 lun 4",
+     "dev 4 port 0 hg 0 'db1' si cow / 0 lun 4 getldev 6",
      {"getrminfo ope 33 ldev 257 port 0", "getldev 1 0 0 0 0 65535", "getldev 1 0 0 0 0 65535",
       "getldev 1 0 0 1 0 65535", "getldev 1 0 0 2 0 65535", "getldev 1 0 0 3 0 65535",
       "getldev 1 0 0 4 0 65535"},
@@ -188,76 +244,57 @@ const Row kDeviceMap[] = {
       "L6 find_devmap: found luNumber in cache ldev:[257] lun:[4]"}},
     {"BeyondTheScsiScanTheLdevIsTheDeviceNumber",
      [](ArrayOps& t) {
-       const std::string disk = t.describe(t.intf.getLUNInfo(t.cmd, "258", true));
-       return disk + " getldev " + std::to_string(t.sim.calls("getldev"));
+       const std::string first = t.info("258", true);
+       return first + " / " + t.devmap(258, 2);
      },
-     "dev 258 port 2 hg 3 'db1' si cow getldev 121",
-     {"*"},
+     "dev 258 port 2 hg 3 'db1' si cow / -1 lun -1 getldev 242",
+     kAny,
      {"L2 getLunInfo : failed to get lun from devmap, seting luNumber to deviceId"},
      {"L6 find_devmap: port type is fibre, seting targ_limit=1 and lun_limit=2048"}},
     {"AFibreScanEndsAfter2048Luns",
-     [](ArrayOps& t) {
-       int lun = -1;
-       const int rc = t.intf.find_devmap(t.cmd, 258, 0, lun);
-       return t.result(rc, " getldev " + std::to_string(t.sim.calls("getldev")));
-     },
-     "-1 getldev 2049",
-     {"*"},
+     [](ArrayOps& t) { return t.devmap(258, 0); },
+     "-1 lun -1 getldev 2049",
+     kAny,
      {}},
     // The record's serial is compared with the one each answer names; the
     // LU information's unit id is traced only.
     {"AnAnswerOfAnotherSerialIsNoMatch",
      [](ArrayOps& t) {
        t.cmd->serial = "410002";
-       return t.describe(t.intf.getLUNInfo(t.cmd, "257", true));
+       return t.info("257", true);
      },
      "dev 257 port 0 hg 0 'db1' si cow",
-     {"*"},
+     kAny,
      {"L6 find_devmap: tid 0 lun 4 targ.ldevno = 257 targ.serial = 410001 targ.numldev = 1",
       "L2 getLunInfo : failed to get lun from devmap, seting luNumber to deviceId", "L3 unitID        '1'"},
      {"L6 find_devmap: adding to devache"}},
     {"AGetldevFailureEndsTheScan",
      [](ArrayOps& t) {
        t.fault("getldev", 1);  // the probe passes
-       int lun = -1;
-       return t.result(t.intf.find_devmap(t.cmd, 257, 0, lun));
+       return t.devmap(257, 0);
      },
-     "-1",
+     "-1 lun -1 getldev 2",
      {"getldev 1 0 0 0 0 65535", "getldev 1 0 0 0 0 65535 -> 206", "getfmtmsg"},
      {"L2 find_devmap: getldev failed on targid: [0], lun: [0] - ret: [206] with message '[RMSIM] "
-      "getldev(/dev/sdb) "
-      "failed: EX206 command device I/O error'"}},
+      "getldev(/dev/sdb) failed: EX206 command device I/O error'"}},
 };
 
 // Split and resync take the copy pace from the pair's status: its low four
 // bits, 15 when they are 0 or the status cannot be read.
 const Row kPairOperations[] = {
     {"SplitWithThePaceOfTheStatus",
-     [](ArrayOps& t) {
-       SHitachiVirtualDisk disk = t.paired("257", "301");
-       const int rc = t.intf.splitPair(t.cmd, disk, disk);
-       return t.result(rc, " " + std::to_string(t.sim.pairStatus(kSerial, 257, 0)));
-     },
+     [](ArrayOps& t) { return t.pairOp("split", "257", "301"); },
      "0 4",
      {kStat257, "pairsplit 1 0 0 4 0 65535 opt 1 csize 7"},
      {"L6 statp.csize : '0x7'", "L6 csize : '7'", "L6 Calling pairsplit params : sopt [1] csize [7]",
       kAddress}},
     {"SplitWithPace15WhenTheLowBitsAre0",
-     [](ArrayOps& t) {
-       SHitachiVirtualDisk disk = t.paired("256", "300");
-       const int rc = t.intf.splitPair(t.cmd, disk, disk);
-       return t.result(rc, t.describe(disk));
-     },
-     "0dev 7 port 1 hg 0 'DB1-backup' si cow [mu 2 status 3 lun 2 serial 0]",
+     [](ArrayOps& t) { return t.pairOp("split", "256", "300"); },
+     "0 4",
      {"pairvolstat 1 1 0 7 2 65535", "pairsplit 1 1 0 7 2 65535 opt 1 csize 15"},
      {"L6 statp.csize : '0x20'", "L6 csize : '15'"}},
     {"SplitWithPace15WhenTheStatusCannotBeRead",
-     [](ArrayOps& t) {
-       SHitachiVirtualDisk disk = t.paired("257", "301");
-       t.fault("pairvolstat");
-       const int rc = t.intf.splitPair(t.cmd, disk, disk);
-       return t.result(rc, " " + std::to_string(t.sim.pairStatus(kSerial, 257, 0)));
-     },
+     [](ArrayOps& t) { return t.pairOp("split", "257", "301", "pairvolstat"); },
      "0 4",
      {"pairvolstat 1 0 0 4 0 65535 -> 206", "getrmerrmsg", "getfmtmsg",
       "pairsplit 1 0 0 4 0 65535 opt 1 csize 15"},
@@ -266,49 +303,40 @@ const Row kPairOperations[] = {
       "L6 Using defult valude for csize"},
      {"L1 pairvolstat failed."}},
     {"ARefusedSplit",
-     [](ArrayOps& t) {
-       SHitachiVirtualDisk disk = t.paired("257", "301");
-       t.fault("pairsplit");
-       return t.result(t.intf.splitPair(t.cmd, disk, disk));
-     },
+     [](ArrayOps& t) { return t.pairOp("split", "257", "301", "pairsplit"); },
      thrown(2, "pairsplit"),
-     {kStat257, "pairsplit 1 0 0 4 0 65535 opt 1 csize 7 -> 206", "getrmerrmsg", "getfmtmsg", "getrmerrmsg"},
-     {"L1 pairsplit failed.",
-      "L1 operation failed with error number '206' with message 'command device I/O error'."}},
+     plus({kStat257, "pairsplit 1 0 0 4 0 65535 opt 1 csize 7 -> 206"}, kReport),
+     {"L1 pairsplit failed.", kFailed206}},
     {"ForwardResyncCopiesToTheSecondary",
-     [](ArrayOps& t) {
-       SHitachiVirtualDisk disk = t.paired("257", "301");
-       t.sim.setPairStatus(kSerial, 257, 0, 4);
-       const int rc = t.intf.synchronize(t.cmd, disk, disk, false);
-       return t.result(rc, " " + std::to_string(t.sim.pairStatus(kSerial, 257, 0)));
-     },
+     [](ArrayOps& t) { return t.resyncFrom(4, false); },
      "0 2",
      {kStat257, "pairresync 1 0 0 4 0 65535 opt 0 csize 7"},
      {"L6 Calling pairresync params : ropt [0] csize [7]", kAddress}},
     {"ReverseResyncCopiesToThePrimary",
-     [](ArrayOps& t) {
-       SHitachiVirtualDisk disk = t.paired("257", "301");
-       t.sim.setPairStatus(kSerial, 257, 0, 4);
-       const int rc = t.intf.synchronize(t.cmd, disk, disk, true);
-       return t.result(rc, " " + std::to_string(t.sim.pairStatus(kSerial, 257, 0)));
-     },
+     [](ArrayOps& t) { return t.resyncFrom(4, true); },
      "0 7",
      {kStat257, "pairresync 1 0 0 4 0 65535 opt 1 csize 7"},
      {"L6 Calling pairresync params : ropt [1] csize [7]"}},
     {"ARefusedResyncWithoutAMessage",
      [](ArrayOps& t) {
-       SHitachiVirtualDisk disk = t.paired("257", "301");
-       t.fault("pairresync");
        rmsim::FaultSpec null;
        null.function = "getrmerrmsg";
        null.nullText = true;
        null.count = 2;
        t.sim.addFault(null);
-       return t.result(t.intf.synchronize(t.cmd, disk, disk, false));
+       return t.pairOp("resync", "257", "301", "pairresync");
      },
      "threw 2 206 'Empty error message' pairresync '410001'",
-     {"*"},
+     kAny,
      {"L1 pairresync failed.", "L1 operation failed with error number '206' with message 'NULL'."}},
+    {"StatusIsReadAndTraced",
+     [](ArrayOps& t) { return t.pairOp("status", "257", "301"); },
+     "3 3",
+     {kStat257},
+     {"L6 Calling pairvolstat params :", kAddress, "L3 Lun          :0x4\t", "L3 Mun          :0x0 ",
+      "L3 pldev        :0x12d ", "L3 csize        :0x7\t", "L3 Volume status:PVOL\t",
+      "L3 Pair status  :PAIR ", "L3 pserial      :410001\t\t", "L3 pssid        :5\t\t",
+      "L3 copyrate     :100\t\t", "L3 ctgid        :0x0\t", "L3 voltype      :              OPEN-V "}},
     {"StatusWithoutRefreshIsTheStoredOne",
      [](ArrayOps& t) {
        SHitachiVirtualDisk disk = t.paired("257", "301");
@@ -318,53 +346,24 @@ const Row kPairOperations[] = {
      "42",
      {},
      {}},
-    {"StatusWithRefreshIsReadAndTraced",
-     [](ArrayOps& t) {
-       SHitachiVirtualDisk disk = t.paired("257", "301");
-       disk.m_pairList[0].m_status = 42;
-       const int rc = t.intf.getPairStatus(t.cmd, disk, disk, true);
-       return t.result(rc, " " + std::to_string(disk.m_pairList[0].m_status));
-     },
-     "3 3",
-     {kStat257},
-     {"L6 Calling pairvolstat params :", kAddress, "L3 Lun          :0x4\t", "L3 Mun          :0x0 ",
-      "L3 pldev        :0x12d ", "L3 csize        :0x7\t", "L3 Volume status:PVOL\t",
-      "L3 Pair status  :PAIR ", "L3 pserial      :410001\t\t", "L3 pssid        :5\t\t",
-      "L3 copyrate     :100\t\t", "L3 ctgid        :0x0\t", "L3 voltype      :              OPEN-V "}},
     {"ARefusedStatusRead",
-     [](ArrayOps& t) {
-       SHitachiVirtualDisk disk = t.paired("257", "301");
-       t.fault("pairvolstat");
-       return t.result(t.intf.getPairStatus(t.cmd, disk, disk, true));
-     },
+     [](ArrayOps& t) { return t.pairOp("status", "257", "301", "pairvolstat"); },
      thrown(2, "pairvolstat"),
-     {"pairvolstat 1 0 0 4 0 65535 -> 206", "getrmerrmsg", "getfmtmsg", "getrmerrmsg"},
+     plus({"pairvolstat 1 0 0 4 0 65535 -> 206"}, kReport),
      {"L1 pairvolstat failed."}},
     // An empty pair list fails before any call, naming each operation's function.
     {"ResyncWithoutAPair",
-     [](ArrayOps& t) {
-       SHitachiVirtualDisk empty;
-       empty.m_enclosureId = "410009";
-       return t.result(t.intf.synchronize(t.cmd, empty, empty, false));
-     },
+     [](ArrayOps& t) { return t.unpaired("resync"); },
      "threw 2 -1 'pair missing' pairresync '410009'",
      {},
      {}},
     {"SplitWithoutAPair",
-     [](ArrayOps& t) {
-       SHitachiVirtualDisk empty;
-       empty.m_enclosureId = "410009";
-       return t.result(t.intf.splitPair(t.cmd, empty, empty));
-     },
+     [](ArrayOps& t) { return t.unpaired("split"); },
      "threw 2 -1 'pair missing' pairsplit '410009'",
      {},
      {}},
     {"StatusWithoutAPair",
-     [](ArrayOps& t) {
-       SHitachiVirtualDisk empty;
-       empty.m_enclosureId = "410009";
-       return t.result(t.intf.getPairStatus(t.cmd, empty, empty, false));
-     },
+     [](ArrayOps& t) { return t.unpaired("status"); },
      "threw 2 -1 'pair missing' pairvolstat '410009'",
      {},
      {}},
@@ -384,33 +383,23 @@ const Row kTargets[] = {
      {},
      {"L1 Invalid target abc entered at config stage"}},
     {"DiscoveryTakesTheFirstPartnerWithALun",
-     [](ArrayOps& t) {
-       SHitachiVirtualDisk disk = t.mapped("256");
-       const int rc = t.intf.autoDiscoverTarget(t.cmd, disk, t.reserved, t.target);
-       return t.result(rc, " " + t.target);
-     },
-     "0 300",
+     [](ArrayOps& t) { return t.discover("256"); },
+     "0 '300'",
      {"getdkclimit", "pairvolstat 1 1 0 7 0 65535", "pairvolstat 1 1 0 7 1 65535",
       "pairvolstat 1 1 0 7 2 65535"},
      {"L6 primary deviceId  '256'.", "L3 Limits: maxmmun  '3'.", "L3 Target Device Id =[300]"}},
     {"DiscoveryWithoutAPartner",
      [](ArrayOps& t) {
-       SHitachiVirtualDisk disk = t.mapped("256");
        t.sim.setMaxMirrorUnits(kSerial, 2);
-       const int rc = t.intf.autoDiscoverTarget(t.cmd, disk, t.reserved, t.target);
-       return t.result(rc, " '" + t.target + "'");
+       return t.discover("256");
      },
      "-1 ''",
-     {"*"},
+     kAny,
      {"L3 Limits: maxmmun  '2'.", "L1 No pair found for '256'."}},
     {"DiscoveryEndsOnAStatusFailure",
-     [](ArrayOps& t) {
-       SHitachiVirtualDisk disk = t.mapped("256");
-       t.fault("pairvolstat", 1);
-       return t.result(t.intf.autoDiscoverTarget(t.cmd, disk, t.reserved, t.target));
-     },
+     [](ArrayOps& t) { return t.discover("256", "pairvolstat", 1); },
      thrown(2, "pairvolstat"),
-     {"*"},
+     kAny,
      {"L1 pairvolstat failed."}},
     // 300 is the secondary of 256's mu 2 pair: its own mu 2 answer names 256.
     {"ASecondaryIsNeverASourceItsPrimaryNeverATarget",
@@ -418,43 +407,28 @@ const Row kTargets[] = {
        SHitachiVirtualDisk secondary = t.mapped("300");
        const int discovered = t.intf.autoDiscoverTarget(t.cmd, secondary, t.reserved, t.target);
        const int selected = t.intf.selectPair(t.cmd, secondary, t.intf.getLUNInfo(t.cmd, "256", false));
-       return t.result(discovered, " '" + t.target + "' " + std::to_string(selected) + t.describe(secondary) +
-                                       " " +
-                                       std::to_string(t.sim.calls("pairresync") + t.sim.calls("pairsplit")));
+       return t.result(discovered,
+                       " '" + t.target + "' / " + std::to_string(selected) + t.describe(secondary));
      },
-     "3 '' -1dev 2 port 0 hg 0 'db1' si cow 0",
-     {"*"},
+     "3 '' / -1dev 2 port 0 hg 0 'db1' si cow",
+     kAny,
      {"L1 Device '300' is the secondary volume of a pair whose primary is device '256'; a secondary is not a "
-      "snapshot "
-      "source.",
+      "snapshot source.",
       "L1 No pair found for '300'."}},
     {"SelectPairLooksAtThePartnerLdevOnly",
-     [](ArrayOps& t) {
-       SHitachiVirtualDisk source = t.mapped("256");
-       const int rc = t.intf.selectPair(t.cmd, source, t.intf.getLUNInfo(t.cmd, "303", false));
-       return t.result(rc, t.describe(source));
-     },
+     [](ArrayOps& t) { return t.select("256", "303"); },
      "0dev 7 port 1 hg 0 'DB1-backup' si cow [mu 0 status 3 lun 0 serial 0]",
      {"getrminfo ope 33 ldev 303 port 0", "getdkclimit", "pairvolstat 1 1 0 7 0 65535"},
      {"L6 secondary deviceId  '303'.", "L6 Got #MU for device '256'."}},
     {"SelectPairWithoutAMatchLeavesThePairList",
-     [](ArrayOps& t) {
-       SHitachiVirtualDisk source = t.mapped("256");
-       source.m_pairList.push_back(SHitachiSnapPair());
-       const int rc = t.intf.selectPair(t.cmd, source, t.intf.getLUNInfo(t.cmd, "301", false));
-       return t.result(rc, " pairs " + std::to_string(source.m_pairList.size()));
-     },
-     "-1 pairs 1",
-     {"*"},
+     [](ArrayOps& t) { return t.select("256", "301"); },
+     "-1dev 7 port 1 hg 0 'DB1-backup' si cow",
+     kAny,
      {"L1 No pair found for '256'."}},
     {"SelectPairEndsOnAStatusFailure",
-     [](ArrayOps& t) {
-       SHitachiVirtualDisk source = t.mapped("256");
-       t.fault("pairvolstat");
-       return t.result(t.intf.selectPair(t.cmd, source, t.intf.getLUNInfo(t.cmd, "300", false)));
-     },
+     [](ArrayOps& t) { return t.select("256", "300", "pairvolstat"); },
      thrown(2, "pairvolstat"),
-     {"*"},
+     kAny,
      {"L1 pairvolstat failed."}},
 };
 
