@@ -16,11 +16,11 @@ namespace {
 class Binding;
 struct Row {
   const char* name;
-  const char* variant;  // "", "-no-getdkclimit" or "-no-pairsplit"
   std::function<std::string(Binding&)> act;
   std::string outcome;
   std::vector<std::string> journal;  // every RMLIB call of the act, in order
   std::vector<std::string> traced;   // "L<level> <text>" lines, "..." ending a prefix
+  const char* variant = "";          // of the simulator: "-no-getdkclimit" or "-no-pairsplit"
 };
 
 class Binding : public RmlibTest, public ::testing::WithParamInterface<Row> {
@@ -40,6 +40,19 @@ class Binding : public RmlibTest, public ::testing::WithParamInterface<Row> {
       int32_t record[2] = {n, static_cast<int32_t>(::getpid())};
       out.write(reinterpret_cast<const char*>(record), sizeof record);
     }
+  }
+  // A command device record of the loaded library.
+  SCmdInfoPtr ready(const char* path = "/dev/sdb") {
+    intf.init();
+    return commandDevice(path);
+  }
+  std::string attach(const SCmdInfoPtr& cmd) {
+    const std::string result = outcome([&] { return std::to_string(intf.attachCmd(cmd)); });
+    return result + attached(cmd);
+  }
+  std::string detach(const SCmdInfoPtr& cmd) {
+    const std::string result = outcome([&] { return std::to_string(intf.detachCmd(cmd)); });
+    return result + attached(cmd);
   }
   static std::string attached(const SCmdInfoPtr& cmd) {
     return std::string(cmd->attached ? " attached " : " detached ") +
@@ -61,7 +74,6 @@ const char kInitTrace[] =
 const Row kLibrary[] = {
     // Kept as it stands: a second init opens the library again; one fini unloads.
     {"ASecondInitLoadsAgain",
-     "",
      [](Binding& t) {
        const std::string first = t.init(), second = t.init();
        const std::string twice = first + " " + second + " " + std::to_string(t.tracedCount(kInitTrace));
@@ -75,7 +87,6 @@ const Row kLibrary[] = {
      {"getrmver"},
      {"L6 Calling getrmver", "L2 symbol empty"}},
     {"FiniBeforeInitDoesNothing",
-     "",
      [](Binding& t) { return std::to_string(t.intf.fini()) + t.resolved(); },
      "0 -attachcmddev -detachcmddev -pairvolstat -pairsplit -pairresync -getldev -getrminfo -getrmerrmsg "
      "-getrmver "
@@ -83,7 +94,6 @@ const Row kLibrary[] = {
      {},
      {}},
     {"WrappersAfterFiniThrowNamingTheirFunction",
-     "",
      [](Binding& t) {
        t.init();
        t.intf.fini();
@@ -96,7 +106,6 @@ const Row kLibrary[] = {
      {},
      {"L6 Calling pairsplit params : sopt [1] csize [15]", "L2 symbol empty"}},
     {"WithoutTheLibraryInitFails",
-     "",
      [](Binding& t) {
        ::setenv("FRIM_DLOPEN_ROOT", (t.sim.dir() + "/nothing-here").c_str(), 1);
        const std::string rc = t.init();
@@ -106,7 +115,6 @@ const Row kLibrary[] = {
      {},
      {kInitTrace, "L1 CHitachiCommandIntf::init() : Error in dlopen of /usr/lib/libsvrrm.so : ..."}},
     {"WithoutGetdkclimitTheLibraryStillLoads",
-     "-no-getdkclimit",
      [](Binding& t) {
        dkc_limit limit;
        const std::string rc = t.init();
@@ -116,10 +124,10 @@ const Row kLibrary[] = {
      "0 / threw 4 0 'symbol empty' getdkclimit ''",
      {},
      {"L2  resolveSvrrmSymbols(): Error in dlsym for symbol getdkclimit with masking 2. err msg ...",
-      "L6 Calling getdkclimit"}},
+      "L6 Calling getdkclimit"},
+     "-no-getdkclimit"},
     // The rows before the missing one are resolved and serve; fini leaves them.
     {"WithoutPairsplitInitFailsAfterTheRowsBeforeIt",
-     "-no-pairsplit",
      [](Binding& t) {
        std::string rc = t.init();
        rc += (t.intf.isInitialized() ? " initialised" : " not initialised") + t.resolved();
@@ -132,47 +140,37 @@ const Row kLibrary[] = {
      "-1 not initialised +attachcmddev +detachcmddev +pairvolstat -pairsplit -pairresync -getldev -getrminfo "
      "-getrmerrmsg -getrmver -getdkclimit -getfmtmsg attached / +attachcmddev",
      {"attachcmddev /dev/sdb inst 601", "detachcmddev"},
-     {"L2  resolveSvrrmSymbols(): Error in dlsym for symbol pairsplit with masking 3. err msg ..."}},
+     {"L2  resolveSvrrmSymbols(): Error in dlsym for symbol pairsplit with masking 3. err msg ..."},
+     "-no-pairsplit"},
 };
 
 const Row kCommandDevices[] = {
     {"AttachedOnceUnderTheFirstFreeNumber",
-     "",
      [](Binding& t) {
-       t.init();
-       SCmdInfoPtr cmd = t.commandDevice();
-       const bool first = t.intf.attachCmd(cmd), second = t.intf.attachCmd(cmd);
-       return std::to_string(first) + std::to_string(second) + t.attached(cmd);
+       SCmdInfoPtr cmd = t.ready();
+       const std::string first = t.attach(cmd);
+       return first + " / " + t.attach(cmd);
      },
-     "11 attached 601",
+     "1 attached 601 / 1 attached 601",
      {"attachcmddev /dev/sdb inst 601"},
      {"L6 Calling attachcmddev params : cmddev [/dev/sdb] inst [601]"}},
     // Kept as it stands: attaching again takes a further number; 601 stays held.
     {"DetachedOnlyWhenAttachedAndReattachedUnderANewNumber",
-     "",
      [](Binding& t) {
-       t.init();
-       SCmdInfoPtr cmd = t.commandDevice();
-       const std::string never = std::to_string(t.intf.detachCmd(cmd));
-       t.intf.attachCmd(cmd);
-       std::string detached = std::to_string(t.intf.detachCmd(cmd));
-       detached += t.attached(cmd);
+       SCmdInfoPtr cmd = t.ready();
+       const std::string never = t.detach(cmd);
+       const std::string attached = t.attach(cmd);
+       const std::string once = t.detach(cmd);
        cmddevinfo* first = cmd->info;
-       t.intf.attachCmd(cmd);
+       const std::string again = t.attach(cmd);
        ::operator delete(first);
-       return never + " " + detached + " /" + t.attached(cmd);
+       return never + " / " + attached + " / " + once + " / " + again;
      },
-     "0 0 detached 601 / attached 602",
+     "0 detached -1 / 1 attached 601 / 0 detached 601 / 1 attached 602",
      {"attachcmddev /dev/sdb inst 601", "detachcmddev", "attachcmddev /dev/sdb inst 602"},
      {"L6 Calling detachcmddev "}},
     {"ARefusedAttachKeepsItsNumber",
-     "",
-     [](Binding& t) {
-       t.init();
-       SCmdInfoPtr unknown = t.commandDevice("/dev/sdz");
-       const std::string result = t.outcome([&] { return std::to_string(t.intf.attachCmd(unknown)); });
-       return result + t.attached(unknown);
-     },
+     [](Binding& t) { return t.attach(t.ready("/dev/sdz")); },
      "threw 1 202 'not a command device of a known array' attachcmddev '0' detached 601",
      {"attachcmddev /dev/sdz inst 601 -> 202", "getrmerrmsg", "getfmtmsg", "getrmerrmsg"},
      {"L1  attachcmddev failed.",
@@ -180,14 +178,11 @@ const Row kCommandDevices[] = {
       "L6 format msg : '[RMSIM] attachcmddev(/dev/sdz) failed: EX202 ...",
       "L2 getfmtmsg returned with error : [0]"}},
     {"ARefusedDetachStaysAttached",
-     "",
      [](Binding& t) {
-       t.init();
-       SCmdInfoPtr cmd = t.commandDevice();
-       t.intf.attachCmd(cmd);
+       SCmdInfoPtr cmd = t.ready();
+       t.attach(cmd);
        t.sim.setFault("detachcmddev", 206, "command device I/O error", 1);
-       const std::string result = t.outcome([&] { return std::to_string(t.intf.detachCmd(cmd)); });
-       return result + t.attached(cmd);
+       return t.detach(cmd);
      },
      "threw 1 206 'command device I/O error' detachcmddev '410001' attached 601",
      {"attachcmddev /dev/sdb inst 601", "detachcmddev -> 206", "getrmerrmsg", "getfmtmsg", "getrmerrmsg"},
@@ -195,13 +190,10 @@ const Row kCommandDevices[] = {
     // The reclaim is handed the file's path for a key: with an absolute
     // directory it finds no file, and its failure leaves the attach.
     {"AFullInstanceFileMeansNoAttach",
-     "",
      [](Binding& t) {
-       t.init();
-       SCmdInfoPtr cmd = t.commandDevice();
+       SCmdInfoPtr cmd = t.ready();
        t.fillInstanceFile(cmd);
-       const std::string result = std::to_string(t.intf.attachCmd(cmd));
-       return result + t.attached(cmd);
+       return t.attach(cmd);
      },
      "0 detached -1",
      {},
@@ -209,17 +201,15 @@ const Row kCommandDevices[] = {
     // With a relative directory the reclaim finds the file, frees nothing of
     // a live process, and the attach goes ahead under -1, which RMLIB refuses.
     {"ExhaustedAfterAReclaimTheAttachUsesMinusOne",
-     "",
      [](Binding& t) {
-       t.init();
        char before[4096];
-       if (::getcwd(before, sizeof before) == nullptr) return std::string("no cwd");
-       if (::chdir(t.sim.dir().c_str()) != 0) return std::string("no chdir");
+       if (::getcwd(before, sizeof before) == nullptr || ::chdir(t.sim.dir().c_str()) != 0)
+         return std::string();
        CInstanceManager::setInstanceNoPath(".");
-       SCmdInfoPtr cmd = t.commandDevice();
+       SCmdInfoPtr cmd = t.ready();
        t.fillInstanceFile(cmd);
-       const std::string result = t.outcome([&] { return std::to_string(t.intf.attachCmd(cmd)); });
-       return ::chdir(before) == 0 ? result + t.attached(cmd) : "no chdir back";
+       const std::string result = t.attach(cmd);
+       return ::chdir(before) == 0 ? result : "no way back";
      },
      "threw 1 211 'instance number -1 is not valid' attachcmddev '0' detached -1",
      {"attachcmddev /dev/sdb inst -1 -> 211", "getrmerrmsg", "getfmtmsg", "getrmerrmsg"},
