@@ -119,6 +119,8 @@ void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 
 TEST_P(Reclaims, FreeOnlyWhatTheirRuleFrees) {
   const Row& row = GetParam();
+  if (std::string(row.action) == "reclaim as nobody" && ::geteuid() != 0)
+    GTEST_SKIP() << "running a reclaim as another user needs root";
   std::vector<Record> all = range(::getpid());
   for (size_t i = 0; i < row.owners.size(); ++i) all[i].second = pidOf(row.owners[i]);
   char cwd[4096];
