@@ -77,26 +77,107 @@ TEST_F(InstanceNumbers, NumbersGoInFileOrderAndComeBackOnReleaseOrDestruction) {
   EXPECT_EQ("Didn't find the file", thrown([] { CInstanceManager::releaseInstanceNo("absent", 601); }));
 }
 
-TEST_F(InstanceNumbers, ReclaimWithTheKeyFreesOnlyNumbersOfEndedProcesses) {
-  std::vector<Record> all = range(-1);
-  all[1].second = ::getppid();  // a running process
-  writeRecords(all);
-  pid_t killed = ::fork();
-  if (killed == 0) {
-    CInstanceNumber held;
-    held.get("key");
-    ::raise(SIGKILL);
+// Holders of a number, resolved when a row runs.
+enum Holder : int32_t { kSelf = -100, kLive = -101, kEnded = -102, kFree = -1 };
+
+struct Row {
+  const char* name;
+  std::vector<int32_t> owners;  // of 601, 602, ...; every later number held by this process
+  bool relative;                // the directory given as "."
+  const char* action;           // "get", "reclaim", or "reclaim as nobody"
+  std::string outcome;          // the number got, 0, or the message thrown
+  std::vector<int32_t> after;   // owners of the same numbers afterwards
+};
+
+class Reclaims : public InstanceNumbers, public ::testing::WithParamInterface<Row> {
+ protected:
+  int32_t pidOf(int32_t holder) {
+    if (holder == kSelf) return ::getpid();
+    if (holder == kLive) return ::getppid();
+    if (holder != kEnded) return holder;
+    if (ended == 0 && (ended = ::fork()) == 0) ::_exit(0);
+    ::waitpid(ended, nullptr, 0);
+    return ended;
   }
-  ::waitpid(killed, nullptr, 0);
-  CInstanceNumber mine;
-  EXPECT_EQ(603, mine.get("key"));
-  EXPECT_EQ(killed, records()[0].second);
-  EXPECT_EQ(0, CInstanceManager::reclaimInstanceNo("key"));
-  std::vector<Record> after = records();
-  EXPECT_EQ(-1, after[0].second);
-  EXPECT_EQ(::getppid(), after[1].second);
-  EXPECT_EQ(::getpid(), after[2].second);
+  // A reclaim in a child that runs as nobody: to it every holder here is a
+  // process it may not signal.
+  std::string reclaimAsNobody() {
+    ::chmod(dir.c_str(), 0755);
+    ::chmod(CInstanceManager::getFilePath("key").c_str(), 0666);
+    const pid_t child = ::fork();
+    if (child == 0)
+      ::_exit(::setuid(65534) == 0 && thrown([] { CInstanceManager::reclaimInstanceNo("key"); }).empty() ? 0
+                                                                                                         : 1);
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? "0" : "child failed";
+  }
+  pid_t ended = 0;
+};
+
+void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+
+TEST_P(Reclaims, FreeOnlyWhatTheirRuleFrees) {
+  const Row& row = GetParam();
+  if (std::string(row.action) == "reclaim as nobody" && ::geteuid() != 0)
+    GTEST_SKIP() << "running a reclaim as another user needs root";
+  std::vector<Record> all = range(::getpid());
+  for (size_t i = 0; i < row.owners.size(); ++i) all[i].second = pidOf(row.owners[i]);
+  char cwd[4096];
+  ASSERT_NE(nullptr, ::getcwd(cwd, sizeof cwd));
+  if (row.relative) {
+    ASSERT_EQ(0, ::chdir(dir.c_str()));
+    CInstanceManager::setInstanceNoPath(".");
+  }
+  writeRecords(all);
+  const std::string action = row.action;
+  std::string outcome;
+  if (action == "reclaim as nobody") {
+    outcome = reclaimAsNobody();
+  } else {
+    const std::string message = thrown([&] {
+      int number = 0;
+      outcome = std::to_string(action == "get" ? (CInstanceManager::getInstanceNo("key", number), number)
+                                               : CInstanceManager::reclaimInstanceNo("key"));
+    });
+    if (!message.empty()) outcome = message;
+  }
+  std::vector<Record> now = records();
+  ASSERT_EQ(0, ::chdir(cwd));
+  std::vector<int32_t> expected, found;
+  for (size_t i = 0; i < row.after.size(); ++i) {
+    expected.push_back(pidOf(row.after[i]));
+    found.push_back(now[i].second);
+  }
+  EXPECT_EQ(row.outcome, outcome);
+  EXPECT_EQ(expected, found);
 }
+
+// Any negative owner marks a free number. A reclaim frees every number whose
+// holder is not the caller and is not reported running: an ended process,
+// or one the caller may not signal.
+INSTANTIATE_TEST_SUITE_P(
+    Rules, Reclaims,
+    ::testing::Values(
+        Row{"ANegativeOwnerIsFree", {kLive, -5}, false, "get", "602", {kLive, kSelf}},
+        Row{"ReclaimFreesEndedHoldersOnly",
+            {kEnded, kLive, kSelf, kFree},
+            false,
+            "reclaim",
+            "0",
+            {kFree, kLive, kSelf, kFree}},
+        Row{"ReclaimFreesHoldersItCannotSignal",
+            {kLive, kSelf},
+            false,
+            "reclaim as nobody",
+            "0",
+            {kFree, kFree}},
+        // Exhausted: the reclaim is handed the file path as a key, so with an
+        // absolute directory it finds no file and throws.
+        Row{"ExhaustedTheReclaimFindsNoFile", {kEnded}, false, "get", "Didn't find the file", {kEnded}},
+        Row{"ExhaustedTheReclaimFreesAnEndedHolder", {kSelf, kEnded}, true, "get", "602", {kSelf, kSelf}},
+        Row{"ExhaustedAfterAReclaimNoNumberAndNoFailure", {kSelf, kLive}, true, "get", "-1", {kSelf, kLive}}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(InstanceNumbers, DamagedFilesNeverCorruptOtherRecords) {
   // A number before the range, or a record claiming one, has no place in
