@@ -7,18 +7,20 @@
 #include <cstdlib>
 #include <fstream>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
 #include <stdexcept>
 
 #include "plugin_host.h"
+#include "process_run.h"
 #include "rmsim.h"
 
 namespace {
 
 using Words = std::vector<std::string>;
 
-// Words split at blanks; "..." holds blanks, \" and \\ inside it.
+// Words split at blanks; "..." holds blanks, \" \\ and \n inside it.
 Words split(const std::string& text) {
   Words words;
   for (size_t i = 0; i < text.size();) {
@@ -26,8 +28,11 @@ Words split(const std::string& text) {
       ++i;
     } else if (text[i] == '"') {
       std::string word;
-      for (++i; i < text.size() && text[i] != '"'; ++i)
-        word += text[i] == '\\' && i + 1 < text.size() ? text[++i] : text[i];
+      for (++i; i < text.size() && text[i] != '"'; ++i) {
+        const bool escaped = text[i] == '\\' && i + 1 < text.size();
+        if (escaped) ++i;
+        word += escaped && text[i] == 'n' ? '\n' : text[i];
+      }
       if (i == text.size()) throw std::runtime_error("unterminated quote");
       ++i;
       words.push_back(word);
@@ -74,9 +79,11 @@ std::vector<Scenario> readScenarios(const std::string& path) {
       std::map<std::string, std::string> vars;
       for (size_t i = 0; expandWith && i < expandWith->columns.size(); ++i)
         vars[expandWith->columns[i]] = row.at(i + 1);
+      if (expandWith) vars["ROW"] = row[0];
       for (const auto& line : body) {
-        Words words = split(substitute(substitute(line.second, vars), defines));
-        if (!words.empty()) made.lines.push_back({line.first, words});  // a table's empty value
+        const std::string text = substitute(substitute(line.second, vars), defines);
+        Words words = split(text);
+        if (!words.empty()) made.lines.push_back({line.first, words, text});  // a table's empty value
       }
       scenarios.push_back(made);
     }
@@ -117,7 +124,7 @@ std::vector<Scenario> readScenarios(const std::string& path) {
     }
     finish();
   } catch (const std::exception& e) {
-    return {Scenario{"Unreadable", path, {{0, {"unreadable", e.what()}}}}};
+    return {Scenario{"Unreadable", path, {{0, {"unreadable", e.what()}, ""}}}};
   }
   return scenarios;
 }
@@ -206,6 +213,7 @@ class Runner {
   void run() {
     for (const ScenarioLine& line : m_scenario.lines) {
       m_line = line.number;
+      m_text = line.text;
       SCOPED_TRACE(m_scenario.file + ":" + std::to_string(line.number) + ": " + joined(line.words));
       try {
         perform(line.words);
@@ -221,7 +229,8 @@ class Runner {
  private:
   PluginHost& host() {
     if (!m_host)
-      m_host.reset(new PluginHost(m_model.empty() ? "" : rmsim::Simulator::defaultModel() + m_model));
+      m_host.reset(new PluginHost(
+          m_model.empty() ? "" : (m_ownModel ? "" : rmsim::Simulator::defaultModel()) + m_model));
     return *m_host;
   }
   HostNode* node(const std::string& id) {
@@ -319,6 +328,22 @@ class Runner {
                          number(w.at(3)));
   }
 
+  // fihost or rmsim run in the host's folder ($DIR in a word: that folder),
+  // `input="TEXT"` its standard input; its exit code is the result.
+  int doProgram(const Words& w, size_t end) {
+    std::vector<std::string> args;
+    std::string input;
+    for (size_t i = 1; i < end; ++i) {
+      const std::string arg = substitute(w[i], {{"DIR", host().dir()}});
+      if (arg.compare(0, 6, "input=") == 0)
+        input = arg.substr(6);
+      else
+        args.push_back(arg);
+    }
+    m_run = runProgram(w[0] == "fihost" ? FIHOST_PATH : RMSIM_PATH, args, input, host().dir());
+    return m_run.status;
+  }
+
   // init_node of the node (all arguments null for "null"), or init_altnode /
   // init_remnode of it and its alternate.
   int doInitNode(const Words& w, size_t) {
@@ -338,10 +363,15 @@ class Runner {
       throw std::runtime_error(w.at(1));
     } else if (verb == "model") {
       if (m_host) throw std::runtime_error("model before anything that loads the plugin");
-      m_model += joined(w, 1) + "\n";
+      if (w.size() == 2 && w[1] == "none")
+        m_ownModel = true;  // the lines that follow are the whole model
+      else
+        m_model += joined(w, 1) + "\n";
+      for (size_t at; (at = m_model.find(" ; ")) != std::string::npos;)
+        m_model.replace(at, 3, "\n");  // separates model lines
     } else if (verb == "env") {
       host();  // the host starts without configured targets
-      ::setenv(w.at(1).c_str(), joined(w, 2).c_str(), 1);
+      ::setenv(w.at(1).c_str(), substitute(joined(w, 2), {{"DIR", host().dir()}}).c_str(), 1);
       m_env.push_back(w[1]);
     } else if (verb == "setting") {
       host().sim().setSetting(w.at(1), w.at(2));
@@ -396,6 +426,12 @@ class Runner {
       step(w, &Runner::doSetState);
     } else if (verb == "import") {
       step(w, &Runner::doImport);
+    } else if (verb == "fihost" || verb == "rmsim") {
+      step(w, &Runner::doProgram);
+    } else if (verb == "file") {  // file NAME TEXT: a file in the host's folder, TEXT as written
+      const size_t name = m_text.find(w.at(1)) + w[1].size();
+      const size_t text = m_text.find_first_not_of(" \t", name);
+      std::ofstream(host().dir() + "/" + w[1]) << (text == std::string::npos ? "" : m_text.substr(text));
     } else if (verb == "initnode" || verb == "initaltnode" || verb == "initremnode") {
       step(w, &Runner::doInitNode);
     } else if (!m_inStep || h == nullptr) {
@@ -466,6 +502,59 @@ class Runner {
     } else if (verb == "flags" || verb == "altflags") {
       HostNode* n = node(w.at(1));
       EXPECT_EQ(nodeFlags(w.at(2)), verb == "flags" ? n->domain.flags : n->alt.flags) << w[1];
+    } else if (verb == "out" || verb == "err" ||
+               verb == "man") {  // what the program printed, or the man page
+      const std::string text = verb == "out" ? m_run.out : verb == "err" ? m_run.err : slurp(FIHOST_MAN);
+      if (w.at(1) == "=")
+        EXPECT_EQ(w.at(2), text);
+      else if (w[1] == "has")
+        EXPECT_NE(std::string::npos, text.find(w.at(2))) << text;
+      else if (w[1] == "lacks")
+        EXPECT_EQ(std::string::npos, text.find(w.at(2))) << text;
+      else
+        throw std::runtime_error(verb + " =|has|lacks TEXT");
+    } else if (verb == "json") {  // json PATH = VALUE | != VALUE | has|lacks "TEXT" | size N
+      const nlohmann::json doc = nlohmann::json::parse(m_run.out, nullptr, false);
+      ASSERT_FALSE(doc.is_discarded()) << "not JSON: " << m_run.out << m_run.err;
+      const nlohmann::json* value = &doc;
+      const std::string& path = w.at(1);
+      for (size_t at = 1; value && at < path.size();) {
+        const size_t end = path[at] == '[' ? path.find(']', at) + 1 : path.find('/', at);
+        const std::string key = path.substr(at, end - at);
+        at = end == std::string::npos ? path.size() : end + 1;
+        if (key[0] == '[') {  // [FIELD=TEXT]: the first element of the array with that text
+          const size_t is = key.find('=');
+          const std::string field = key.substr(1, is - 1), want = key.substr(is + 1, key.size() - is - 2);
+          const nlohmann::json* found = nullptr;
+          for (const auto& element : *value)
+            if (!found && element.is_object() && element.contains(field) && element[field] == want)
+              found = &element;
+          value = found;
+        } else if (value->is_array()) {
+          const size_t index = static_cast<size_t>(number(key));
+          value = index < value->size() ? &(*value)[index] : nullptr;
+        } else {
+          value = value->is_object() && value->contains(key) ? &(*value)[key] : nullptr;
+        }
+      }
+      ASSERT_NE(nullptr, value) << "no " << path << " in " << m_run.out;
+      // A string is compared as text; anything else as JSON.
+      const std::string text = value->is_string() ? value->get<std::string>() : value->dump();
+      const std::string want = w.size() > 3 ? w[3] : "";
+      const bool same =
+          value->is_string() ? text == want : *value == nlohmann::json::parse(want, nullptr, false);
+      if (w.at(2) == "=")
+        EXPECT_TRUE(same) << path << " is " << text;
+      else if (w[2] == "!=")
+        EXPECT_FALSE(same) << path << " is " << text;
+      else if (w[2] == "has")
+        EXPECT_NE(std::string::npos, text.find(want)) << text;
+      else if (w[2] == "lacks")
+        EXPECT_EQ(std::string::npos, text.find(want)) << text;
+      else if (w[2] == "size")
+        EXPECT_EQ(static_cast<size_t>(number(want)), value->size()) << text;
+      else
+        throw std::runtime_error("json PATH =|!=|has|lacks|size VALUE");
     } else if (verb == "private" || verb == "altprivate") {  // the node's private data: set or none
       HostNode* n = node(w.at(1));
       EXPECT_EQ(w.at(2) == "set",
@@ -493,11 +582,14 @@ class Runner {
 
   const Scenario& m_scenario;
   std::string m_model;
+  bool m_ownModel = false;
+  RunResult m_run;  // of the last program step
   Words m_env;
   std::unique_ptr<PluginHost> m_host;
   std::map<std::string, HostNode*> m_nodes;
   bool m_inStep = false;
   int m_stepLine = 0, m_line = 0;
+  std::string m_text;  // of the line being performed
   std::vector<rmsim::CallRecord> m_calls;
   Words m_trace, m_names, m_expectedMessages;
   std::vector<HostMessage> m_messages;

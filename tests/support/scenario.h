@@ -12,6 +12,7 @@
 struct ScenarioLine {
   int number;  // in the file, for failure reports
   std::vector<std::string> words;
+  std::string text;  // as written, tables and defines filled in
 };
 
 struct Scenario {
