@@ -328,6 +328,10 @@ class Runner {
                          number(w.at(3)));
   }
 
+  int doCacheDisable(const Words&, size_t) {
+    return host().entry<int (*)(zfi_domain*)>("cache_disable")(nullptr);
+  }
+
   // fihost or rmsim run in the host's folder ($DIR in a word: that folder),
   // `input="TEXT"` its standard input; its exit code is the result.
   int doProgram(const Words& w, size_t end) {
@@ -426,6 +430,8 @@ class Runner {
       step(w, &Runner::doSetState);
     } else if (verb == "import") {
       step(w, &Runner::doImport);
+    } else if (verb == "cachedisable") {  // the simplest call that runs delayed initialisation
+      step(w, &Runner::doCacheDisable);
     } else if (verb == "fihost" || verb == "rmsim") {
       step(w, &Runner::doProgram);
     } else if (verb == "file") {  // file NAME TEXT: a file in the host's folder, TEXT as written
@@ -448,6 +454,10 @@ class Runner {
       m_expectedMessages.push_back(joined(w, 1));
     } else if (verb == "trace" && w.at(1) == "-") {
       for (const std::string& traced : m_trace) EXPECT_EQ(std::string::npos, traced.find(w.at(2))) << traced;
+    } else if (verb == "trace" && w[1] == "*") {
+      bool found = false;
+      for (const std::string& traced : m_trace) found = found || traced.find(w.at(2)) != std::string::npos;
+      EXPECT_TRUE(found) << "no line holds: " << w[2] << "\ntraced:\n" << joined(m_trace, 0, "\n");
     } else if (verb == "trace") {
       const std::string line = w.at(1) + " " + w.at(2);
       bool found = false;

@@ -27,22 +27,9 @@ const char* const kInputNames[kInputs] = {"null/0",         "-1",        "\"\"",
 std::list<std::string> g_texts;
 
 char* textOf(Input input) {
-  switch (input) {
-    case kEmptyText:
-      g_texts.emplace_back("");
-      break;
-    case kUdidPrefix:
-      g_texts.emplace_back("UDID##");
-      break;
-    case kBadBytes:
-      g_texts.emplace_back("\xff\xfe");
-      break;
-    case kLongText:
-      g_texts.emplace_back(4096, 'A');
-      break;
-    default:
-      return nullptr;
-  }
+  const std::string texts[kInputs] = {"", "", "", "UDID##", "\xff\xfe", std::string(4096, 'A')};
+  if (input < kEmptyText) return nullptr;
+  g_texts.push_back(texts[input]);
   return &g_texts.back()[0];
 }
 
