@@ -238,12 +238,6 @@ std::vector<HostMessage> PluginHost::messages() {
   return std::vector<HostMessage>(newestFirst.rbegin(), newestFirst.rend());
 }
 
-std::string PluginHost::describeMessages() {
-  std::string text;
-  for (const HostMessage& message : messages()) text += message.str() + "\n";
-  return text;
-}
-
 std::vector<std::string> traceFileLines(const std::string& path, size_t from) {
   std::vector<std::string> found;
   std::ifstream in(path);
@@ -280,11 +274,4 @@ std::vector<rmsim::CallRecord> PluginHost::calls() {
   auto made = m_sim->journal();
   m_sim->clearJournal();
   return made;
-}
-
-std::vector<std::string> PluginHost::infos(const std::vector<rmsim::CallRecord>& made) {
-  std::vector<std::string> ldevs;
-  for (const auto& call : made)
-    if (call.function == "getrminfo") ldevs.push_back(std::to_string(call.ldevArg));
-  return ldevs;
 }

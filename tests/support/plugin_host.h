@@ -89,7 +89,6 @@ class PluginHost {
   // Unloads the plugin and loads it afresh, as a new framework process would
   // (the sysfs tree rewritten from the simulator's model first).
   void reload();
-  void unload();
 
   // A node as a framework makes it: init_node and init_altnode give it and
   // its alternate their private data (unless `bare`). Lives as long as the host.
@@ -104,11 +103,10 @@ class PluginHost {
   // Restores each (source, snapshot) pair of UDIDs.
   int restore(const std::vector<std::pair<std::string, std::string>>& pairs, long flags = 0);
   int restore(frim_objid** sources, frim_objid** snapshots, long count, long flags = 0);
-  // Provider state: the text get returns ("" for none; kBadBlock when the
-  // block handed back is not a whole text with its length and no flags, or
-  // keeps what a reused block held) and set of the first
-  // `length` bytes of `text` in a block of exactly that size (0: all and its
-  // terminator).
+  // Provider state. get: the text ("" for none); kBadBlock when the block
+  // handed back is not a whole text with its length and no flags, or keeps
+  // what a reused block held. set: the first `length` bytes of `text` in a
+  // block of exactly that size (0: all and its terminator).
   static const int kBadBlock = -100;
   int getState(zfi_domain* node, std::string* text);
   int setState(zfi_domain* node, const std::string& text, size_t length = 0);
@@ -117,7 +115,6 @@ class PluginHost {
 
   // Every message reported since the last call, oldest first (taken).
   std::vector<HostMessage> messages();
-  std::string describeMessages();  // for a failing assertion (takes them)
   // The trace lines, as "L<level> <message>", that hold `text`.
   std::vector<std::string> traced(const std::string& text) const;
   // Every trace line from byte `from` of the trace on, as "L<level> <message>".
@@ -125,8 +122,6 @@ class PluginHost {
   size_t traceSize() const;
   // The journal since the last call, then cleared.
   std::vector<rmsim::CallRecord> calls();
-  // The `ldevArg`s of the getrminfo calls among `made`.
-  static std::vector<std::string> infos(const std::vector<rmsim::CallRecord>& made);
 
   void* symbol(const std::string& op) const;  // null when not exported
   template <class Fn>
@@ -136,6 +131,7 @@ class PluginHost {
 
  private:
   void load();
+  void unload();
   std::unique_ptr<SimulatedHost> m_host;
   std::unique_ptr<rmsim::Simulator> m_sim;
   void* m_handle = nullptr;
