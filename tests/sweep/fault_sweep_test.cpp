@@ -3,10 +3,13 @@
 // message naming the call, the array's error number and text and the
 // enclosure. The cases come from the clean run's journal, so a call added to
 // a step later is swept without a new test.
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <map>
 
 #include "plugin_host.h"
+#include "rmsim.h"
 
 namespace {
 
@@ -25,148 +28,98 @@ const Method kMethods[] = {
     {"HPXP_Snapshot", 520002, "UDID##HP##XP##520002##301"},
 };
 
-enum class Step { Select, Prepare, IsReady, Make, Restore, State };
-const Step kSteps[] = {Step::Select, Step::Prepare, Step::IsReady, Step::Make, Step::Restore, Step::State};
+// The steps in their order; each needs those before it, but the provider
+// state, which needs only select.
+enum Step { kSelect, kPrepare, kIsReady, kMake, kRestore, kState, kSteps };
+const char* const kStepNames[kSteps] = {"select", "prepare", "isready", "make", "restore", "providerstate"};
 
-const char* stepName(Step step) {
-  switch (step) {
-    case Step::Select:
-      return "select";
-    case Step::Prepare:
-      return "prepare";
-    case Step::IsReady:
-      return "isready";
-    case Step::Make:
-      return "make";
-    case Step::Restore:
-      return "restore";
-    case Step::State:
-      return "providerstate";
-  }
-  return "?";
-}
-
-// One failing call of a step: the call (its function and its ordinal among
-// the step's calls of that function, from 1) and its place in the step.
-// `pace` marks a status read made only to learn the copy pace of the split or
-// resync that follows it.
+// One failing call of a step: its function, its ordinal among the step's
+// calls of that function (from 1) and its place in the step. `pace` marks a
+// status read made only to learn the copy pace of the split or resync that
+// follows it.
 struct SweepCase {
   std::string function;
-  int ordinal;
-  int index;
+  int ordinal, index;
   bool pace;
 };
 
-// How the step must end when the call fails.
-enum class Outcome {
-  Reported,    // 6, the newest message names the call, 299, its text, the array
-  Absorbed,    // the plugin's own flow takes the failure: 0 and no message
-  Consequence  // the call's result is not checked (getdkclimit's limits, the
-               // device map scan's getldev): the step ends 0, or 6 with a
-               // message about a later call; never one naming this call
-};
-
-Outcome outcomeOf(const SweepCase& c) {
-  if (c.function == "getdkclimit" || c.function == "getldev") return Outcome::Consequence;
-  if (c.pace) return Outcome::Absorbed;  // the split or resync goes on with pace 15
-  return Outcome::Reported;
-}
-
-class FaultSweep : public PluginOnSimulator {
+class FaultSweep : public ::testing::Test {
  protected:
-  // Fresh array state and a fresh plugin load, so that the steps before the
-  // swept one make exactly the calls of the clean run.
-  void fresh() {
-    sim.clearFaults();
-    sim.loadModel(rmsim::Simulator::defaultModel());
-    load();
+  // Runs `step` of a node on fresh array state and a fresh plugin load (so
+  // that the steps before make exactly the calls of the clean run), with
+  // `faults` armed after the steps before it. Leaves the step's calls and
+  // its messages ("ID: text", newest first).
+  int run(Step step, const Method& m, const std::vector<rmsim::FaultSpec>& faults) {
+    host.sim().clearFaults();
+    host.sim().loadModel(rmsim::Simulator::defaultModel(), "db1");
+    host.reload();
+    HostNode& node = host.node(PluginHost::marked(m.source), m.fim);
+    for (int before = kSelect; before < (step == kState ? kPrepare : step); ++before) {
+      if (runStep(static_cast<Step>(before), m, node) != 0) {
+        ADD_FAILURE() << "the steps before the swept one failed";
+        return -1;
+      }
+    }
+    for (const rmsim::FaultSpec& fault : faults) host.sim().addFault(fault);
+    host.calls();
+    const int rc = runStep(step, m, node);
+    calls = host.calls();
+    messages.clear();
+    for (const HostMessage& message : host.messages())
+      messages.insert(messages.begin(), message.id + ": " + message.text);
+    return rc;
   }
 
-  // The steps of one node before `step`, clean; false when one of them fails.
-  bool runBefore(Step step, TestNode& node) {
-    if (step == Step::Select) return true;
-    if (plugin->step("select", "sweep", node) != 0) return false;
-    if (step == Step::State || step == Step::Prepare) return true;
-    if (plugin->step("prepare", "sweep", node) != 0) return false;
-    if (step == Step::IsReady) return true;
-    // The model's copies end at their second status read.
-    for (int asked = 0; (node.domain.flags & ZFI_NODE_READY) == 0; ++asked)
-      if (asked == 10 || plugin->step("isready", "sweep", node) != 0) return false;
-    if (step == Step::Make) return true;
+  int runStep(Step step, const Method& m, HostNode& node) {
     std::vector<std::string> names;
-    if (plugin->make("sweep", node, names) != 0 || names.size() != 1) return false;
-    m_snapshot = names[0];
-    return true;
-  }
-
-  // The swept step itself; its result.
-  int runStep(Step step, const Method& m, TestNode& node) {
+    std::string text;
+    int rc = 0;
     switch (step) {
-      case Step::Select:
-        return plugin->step("select", "sweep", node);
-      case Step::Prepare:
-        return plugin->step("prepare", "sweep", node);
-      case Step::IsReady:
-        return plugin->step("isready", "sweep", node);
-      case Step::Make: {
-        std::vector<std::string> names;
-        return plugin->make("sweep", node, names);
-      }
-      case Step::Restore:
-        return plugin->restore({{m.source, m_snapshot}});
-      case Step::State: {
-        zfi_blob block{0, nullptr, 0};
-        int rc = plugin->providerState(&node.domain, &block, ZFI_GET_PROVIDERSTATE);
-        if (rc != 0 || block.data == nullptr) return rc == 0 ? -1 : rc;
-        std::string text(static_cast<const char*>(block.data));
-        std::free(block.data);
-        zfi_blob back{text.size() + 1, &text[0], 0};
-        return plugin->providerState(&node.domain, &back, ZFI_SET_PROVIDERSTATE);
-      }
+      case kSelect:
+        return host.select("sweep", {&node});
+      case kPrepare:
+        return host.prepare("sweep", {&node});
+      case kIsReady:  // swept: once; before make: until ready (the model's copies end at the second read)
+        if (m_swept == kIsReady) return host.isready({&node});
+        for (int asked = 0; (node.domain.flags & ZFI_NODE_READY) == 0; ++asked)
+          if (asked == 10 || (rc = host.isready({&node})) != 0) return asked == 10 ? -1 : rc;
+        return 0;
+      case kMake:
+        rc = host.make("sweep", {&node}, &names);
+        if (!names.empty()) m_snapshot = names[0];
+        return rc;
+      case kRestore:
+        return host.restore({{m.source, m_snapshot}});
+      case kState:
+        rc = host.getState(&node.domain, &text);
+        return rc != 0 || text.empty() ? (rc == 0 ? -1 : rc) : host.setState(&node.domain, text);
+      case kSteps:
+        break;
     }
     return -1;
   }
 
   // The clean run's calls of `step`.
   std::vector<SweepCase> cleanCases(Step step, const Method& m) {
-    fresh();
-    TestNode node(std::string("<hitachifi>") + m.source, m.fim);
-    EXPECT_TRUE(runBefore(step, node));
-    sim.clearJournal();
-    EXPECT_EQ(0, runStep(step, m, node));
-    EXPECT_TRUE(plugin->takeMessages().empty());
+    EXPECT_EQ(0, run(step, m, {}));
+    EXPECT_TRUE(messages.empty());
     std::vector<SweepCase> cases;
     std::map<std::string, int> ordinals;
-    int index = 0;
-    const std::vector<rmsim::CallRecord> journal = sim.journal();
-    for (size_t i = 0; i < journal.size(); ++i) {
-      const rmsim::CallRecord& call = journal[i];
-      EXPECT_EQ(0, call.result) << call.function;
-      const bool pace = call.function == "pairvolstat" && i + 1 < journal.size() &&
-                        (journal[i + 1].function == "pairsplit" || journal[i + 1].function == "pairresync");
-      cases.push_back(SweepCase{call.function, ++ordinals[call.function], ++index, pace});
+    for (size_t i = 0; i < calls.size(); ++i) {
+      EXPECT_EQ(0, calls[i].result) << calls[i].function;
+      const bool pace = calls[i].function == "pairvolstat" && i + 1 < calls.size() &&
+                        (calls[i + 1].function == "pairsplit" || calls[i + 1].function == "pairresync");
+      cases.push_back(
+          SweepCase{calls[i].function, ++ordinals[calls[i].function], static_cast<int>(i + 1), pace});
     }
     return cases;
   }
 
-  // Runs `step` with `faults` armed after the steps before it; its result
-  // and the messages it left, newest first.
-  int runFaulted(Step step, const Method& m, const std::vector<rmsim::FaultSpec>& faults,
-                 std::vector<std::string>& messages) {
-    fresh();
-    TestNode node(std::string("<hitachifi>") + m.source, m.fim);
-    if (!runBefore(step, node)) {
-      ADD_FAILURE() << "the steps before the swept one failed";
-      return -1;
-    }
-    for (const rmsim::FaultSpec& fault : faults) sim.addFault(fault);
-    sim.clearJournal();
-    const int rc = runStep(step, m, node);
-    messages = plugin->takeMessages();
-    return rc;
-  }
-
+  PluginHost host;
+  Step m_swept = kSelect;
   std::string m_snapshot;
+  std::vector<rmsim::CallRecord> calls;
+  std::vector<std::string> messages;
 };
 
 rmsim::FaultSpec failCall(const SweepCase& c, const std::string& text) {
@@ -174,7 +127,6 @@ rmsim::FaultSpec failCall(const SweepCase& c, const std::string& text) {
   fault.function = c.function;
   fault.errorNumber = kSweepError;
   fault.message = text;
-  fault.count = 1;
   fault.after = c.ordinal - 1;
   return fault;
 }
@@ -194,48 +146,42 @@ bool startsWith(const std::string& text, const std::string& head) {
 TEST_F(FaultSweep, EachCallOfEachStepFailedInTurnEndsTheStepAsItShould) {
   int total = 0;
   for (const Method& m : kMethods) {
-    for (Step step : kSteps) {
+    for (int s = kSelect; s < kSteps; ++s) {
+      const Step step = m_swept = static_cast<Step>(s);
       const std::vector<SweepCase> cases = cleanCases(step, m);
-      std::printf("fault sweep: %s %s: %zu calls\n", m.fim, stepName(step), cases.size());
+      std::printf("fault sweep: %s %s: %zu calls\n", m.fim, kStepNames[step], cases.size());
       std::fflush(stdout);
       const SweepCase* reported = nullptr;
       for (const SweepCase& c : cases) {
         const std::string text = "sweep fault " + c.function + " " + std::to_string(c.index);
-        SCOPED_TRACE(std::string(m.fim) + " " + stepName(step) + ": " + text);
-        std::vector<std::string> messages;
-        const int rc = runFaulted(step, m, {failCall(c, text)}, messages);
+        SCOPED_TRACE(std::string(m.fim) + " " + kStepNames[step] + ": " + text);
+        const int rc = run(step, m, {failCall(c, text)});
         ++total;
-        // The fault hit the call it was meant for.
-        bool failed = false;
-        for (const rmsim::CallRecord& call : sim.journal())
-          if (call.function == c.function && call.result == kSweepError) failed = true;
+        bool failed = false;  // the fault hit the call it was meant for
+        for (const rmsim::CallRecord& call : calls)
+          failed = failed || (call.function == c.function && call.result == kSweepError);
         EXPECT_TRUE(failed);
-        switch (outcomeOf(c)) {
-          case Outcome::Reported:
-            if (reported == nullptr) reported = &c;
-            EXPECT_EQ(6, rc);
-            ASSERT_FALSE(messages.empty());
-            EXPECT_TRUE(startsWith(messages[0], commandFailed(c.function, m.serial) + text + ". FILE="))
-                << messages[0];
-            break;
-          case Outcome::Absorbed:
-            EXPECT_EQ(0, rc);
-            EXPECT_TRUE(messages.empty()) << messages[0];
-            break;
-          case Outcome::Consequence:
-            // 3: prepare finds no pair within zero mirror units (traced
-            // only); -1: select's target discovery failed and says so.
-            EXPECT_TRUE(rc == 0 || rc == 3 || rc == 6 || rc == -1) << rc;
-            if (rc == 6) {
-              EXPECT_FALSE(messages.empty());
-            }
-            if (rc == -1) {
-              ASSERT_FALSE(messages.empty());
-              EXPECT_TRUE(startsWith(messages[0], "MSG_ERROR_NO_SNAPSHOT_TARGET_SELECTED:")) << messages[0];
-            }
-            for (const std::string& message : messages)
-              EXPECT_EQ(std::string::npos, message.find("API call " + c.function + " ")) << message;
-            break;
+        if (c.function == "getdkclimit" || c.function == "getldev") {
+          // The call's result is not checked (getdkclimit's limits, the
+          // device map scan): 0, 3 (prepare finds no pair within zero mirror
+          // units, traced only), 6 with a message about a later call, or -1
+          // (select's discovery failed and says so); never a message naming it.
+          EXPECT_TRUE(rc == 0 || rc == 3 || rc == 6 || rc == -1) << rc;
+          EXPECT_EQ(rc == 6 || rc == -1, !messages.empty());
+          if (rc == -1 && !messages.empty()) {
+            EXPECT_TRUE(startsWith(messages[0], "MSG_ERROR_NO_SNAPSHOT_TARGET_SELECTED:")) << messages[0];
+          }
+          for (const std::string& message : messages)
+            EXPECT_EQ(std::string::npos, message.find("API call " + c.function + " ")) << message;
+        } else if (c.pace) {  // absorbed: the split or resync goes on with pace 15
+          EXPECT_EQ(0, rc);
+          EXPECT_TRUE(messages.empty()) << messages[0];
+        } else {  // reported: 6, the newest message names the call, 299, its text, the array
+          if (reported == nullptr) reported = &c;
+          EXPECT_EQ(6, rc);
+          ASSERT_FALSE(messages.empty());
+          EXPECT_TRUE(startsWith(messages[0], commandFailed(c.function, m.serial) + text + ". FILE="))
+              << messages[0];
         }
       }
       if (reported == nullptr) continue;
@@ -245,24 +191,22 @@ TEST_F(FaultSweep, EachCallOfEachStepFailedInTurnEndsTheStepAsItShould) {
       // but not the call, error number and enclosure reported.
       const SweepCase& c = *reported;
       const std::string text = "sweep fault " + c.function + " " + std::to_string(c.index);
-      SCOPED_TRACE(std::string(m.fim) + " " + stepName(step) + ": no text for " + text);
-      rmsim::FaultSpec noText;
+      SCOPED_TRACE(std::string(m.fim) + " " + kStepNames[step] + ": no text for " + text);
+      rmsim::FaultSpec noText, noFormat;
       noText.function = "getrmerrmsg";
       noText.nullText = true;
       noText.count = -1;
-      std::vector<std::string> messages;
-      EXPECT_EQ(6, runFaulted(step, m, {failCall(c, text), noText}, messages));
+      EXPECT_EQ(6, run(step, m, {failCall(c, text), noText}));
       ASSERT_FALSE(messages.empty());
       const std::string head = commandFailed(c.function, m.serial);
       EXPECT_TRUE(startsWith(messages[0], head + "Empty error message. FILE=") ||
                   startsWith(messages[0], head + ". FILE="))
           << messages[0];
-      rmsim::FaultSpec noFormat;
       noFormat.function = "getfmtmsg";
       noFormat.errorNumber = kSweepError;
       noFormat.message = "sweep fault getfmtmsg";
       noFormat.count = -1;
-      EXPECT_EQ(6, runFaulted(step, m, {failCall(c, text), noFormat}, messages));
+      EXPECT_EQ(6, run(step, m, {failCall(c, text), noFormat}));
       ASSERT_FALSE(messages.empty());
       EXPECT_TRUE(startsWith(messages[0], head)) << messages[0];
       total += 2;
