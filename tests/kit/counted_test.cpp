@@ -119,6 +119,7 @@ TEST(PluginBase, VirtualOperationsKeepTheFrameworksSlotOrderAndConfigRecordsThei
   for (size_t i = 0; i < slots.size(); ++i) EXPECT_EQ(static_cast<std::ptrdiff_t>(i + 2), slots[i]) << i + 2;
   // The interposer's overrides take the base's slots and add none before them.
   EXPECT_EQ(slots[83], slotOf(&CFiPluginInterposer::setDefaultNodeType));
+  EXPECT_EQ(slots[83] + 1, slotOf(&CFiPluginInterposer::importNode));  // slot 86, the interposer's own
   CFiPluginInterposer plugin;  // config records: two lists of two, the second after the first
   EXPECT_EQ(plugin.globalConfigInfoList(0, false) + 3, plugin.globalConfigInfoList(1, true));
 }

@@ -63,30 +63,41 @@ TEST_F(Lifecycle, SelectSkipsEmptyListsAndNodesWithoutTheMarker) {
   EXPECT_TRUE(host.calls().empty());
 }
 
-// A configured target whose method the source lacks: refused before the
-// target is read, the node left unselected.
+// A configured target whose method the source lacks, or on another array:
+// refused without reading the target, the node left unselected, and
+// prepare and make change nothing on the array.
 TEST(LifecycleOwnHost, SelectRefusesAConfiguredTargetTheSourceCannotServe) {
   const char* si = "UDID##HITACHI##HDS##410001##258 = UDID##HITACHI##HDS##410001##514";
   const char* cow = "UDID##HITACHI##HDS##410001##259 = UDID##HITACHI##HDS##410001##770";
+  const char* otherArray = "UDID##HITACHI##HDS##410001##256 = UDID##HP##XP##520002##600";
   const struct {
-    const char *fim, *targets, *line;
+    const char *fim, *targets, *node, *match, *line;
   } rows[] = {
-      {"Hitachi_CopyOnWrite", si,
+      {"Hitachi_CopyOnWrite", si, kSi258.c_str(), "not supported for",
        "L1 CHitachiPlugin::selectSnapshots : HITACHI_FIM_SNAPSHOT not supported for : 258"},
-      {"Hitachi_ShadowImage", cow,
+      {"Hitachi_ShadowImage", cow, kCow259.c_str(), "not supported for",
        "L1 CHitachiPlugin::selectSnapshots : HITACHI_FIM_SHADOW_IMAGE not supported for : 259"},
-      {"HPXP_Snapshot", si, "L1 HPXP_FIM_SNAPSHOT not supported for : 258"},
-      {"HPXP_BusinessCopy", cow, "L1 HPXP_FIM_BUSINESS_COPY not supported for : 259"},
+      {"HPXP_Snapshot", si, kSi258.c_str(), "not supported for",
+       "L1 HPXP_FIM_SNAPSHOT not supported for : 258"},
+      {"HPXP_BusinessCopy", cow, kCow259.c_str(), "not supported for",
+       "L1 HPXP_FIM_BUSINESS_COPY not supported for : 259"},
+      {"Hitachi_ShadowImage", otherArray, kSi256.c_str(), "don't match",
+       "L1 CHitachiPlugin::selectSnapshots : vdisk.enclosureId : [410001] vdiskCopy.enclosureId : [520002] "
+       "don't match"},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.fim);
+    SCOPED_TRACE(std::string(row.fim) + " " + row.targets);
     ConfiguredHost configured(row.targets);
-    HostNode& node = configured.node(row.targets == si ? kSi258 : kCow259, row.fim);
+    HostNode& node = configured.node(row.node, row.fim);
     EXPECT_EQ(3, configured.select("job", {&node}));
-    EXPECT_EQ((Lines{row.line}), configured.traced("not supported for"));
+    EXPECT_EQ((Lines{row.line}), configured.traced(row.match));
     EXPECT_EQ(1u, LifecycleHost::infos(configured.calls()).size());  // the source only
     EXPECT_EQ(3, configured.select("job", {}));                      // still unselected: refused again
     EXPECT_TRUE(configured.messages().empty());
+    configured.prepare("job", {});
+    configured.make("job", {&node}, nullptr);
+    const auto made = configured.calls();
+    EXPECT_EQ(0u, count(made, "pairresync") + count(made, "pairsplit"));
   }
 }
 
@@ -258,28 +269,57 @@ TEST_F(Lifecycle, MakeRefusesAMethodItDoesNotKnowAfterNamingTheSnapshot) {
   EXPECT_EQ((Lines{"UDID##HITACHI##HDS##410001##512"}), names);
 }
 
-TEST_F(Lifecycle, NodeInitialisationGivesNodesTheirPrivateData) {
+TEST_F(Lifecycle, PrivateDataLivesFromNodeInitialisationOrSelectToDeinitialisation) {
   using InitNode = int (*)(zfi_domain*, zfi_domain**, int, frim_objid*);
   using InitAltNode = int (*)(zfi_domain*, zfi_domain*, zfi_domain*);
+  auto deinit = host.entry<void (*)(zfi_domain*)>("deinit_node");
   HostNode& node = host.node(kSi256, "Hitachi_ShadowImage");
+  EXPECT_EQ(5, host.isready({&node}));  // isready creates none
+  EXPECT_EQ(nullptr, node.domain.private_data);
+  EXPECT_EQ("MSG_ERROR_PRIVATE_DATA_MALLOC S:CHitachiPlugin::isReady S:" + kSi256, onlyMessage(host));
   EXPECT_EQ(0, host.entry<InitNode>("init_node")(&node.domain, nullptr, 0, &node.objid));
   EXPECT_NE(nullptr, node.domain.private_data);
   EXPECT_EQ(0, host.entry<InitAltNode>("init_altnode")(&node.domain, &node.alt, nullptr));
   EXPECT_NE(nullptr, node.alt.private_data);
   EXPECT_EQ(0, host.entry<InitAltNode>("init_remnode")(&node.domain, &node.alt, nullptr));
   EXPECT_EQ(3, host.entry<InitNode>("init_node")(nullptr, nullptr, 0, nullptr));
+  deinit(&node.alt);
+  EXPECT_EQ(nullptr, node.alt.private_data);
+  EXPECT_NE(nullptr, node.domain.private_data);
   EXPECT_EQ(0, host.select("job", {&node}));
+  deinit(&node.domain);
+  EXPECT_EQ(nullptr, node.domain.private_data);
+  EXPECT_EQ(5, host.isready({&node}));  // the records went with the node
+  EXPECT_EQ("MSG_ERROR_PRIVATE_DATA_MALLOC S:CHitachiPlugin::isReady S:" + kSi256, onlyMessage(host));
 }
 
-TEST_F(Lifecycle, AForgottenSessionIsTracedAsAWarning) {
-  for (int i = 0; i <= 128; ++i) ASSERT_EQ(0, host.select("job-" + std::to_string(i), {}));
-  const auto lines = host.traced("forgetting session");
-  ASSERT_FALSE(lines.empty());
-  for (const auto& line : lines)
-    EXPECT_EQ(0u, line.find("L2 CFiSessionManager::getSession : session table full, forgetting session '"));
-  // Sessions of earlier jobs go first; the oldest of these is the last to go.
-  EXPECT_EQ("L2 CFiSessionManager::getSession : session table full, forgetting session 'job-0'",
-            lines.back());
+// A job's session outlives hundreds of others between select and make; an
+// id never selected has nothing to prepare or make.
+TEST(LifecycleOwnHost, ASessionOutlivesThreeHundredOthersBetweenSelectAndMake) {
+  LifecycleHost host(std::string(), 1);
+  HostNode& node = host.node(kSi256, "Hitachi_ShadowImage");
+  ASSERT_EQ(0, host.select("A", {&node}));
+  HostNode& other = host.node("UDID##OTHER##HOST##1##1", "");
+  for (int i = 0; i < 300; ++i) {
+    const std::string id = "other-" + std::to_string(i);
+    ASSERT_EQ(0, host.select(id, {&other}));
+    ASSERT_EQ(0, host.prepare(id, {}));
+  }
+  ASSERT_EQ(0, host.prepare("A", {}));
+  for (int polls = 0; (node.domain.flags & ZFI_NODE_READY) == 0 && polls < 10; ++polls)
+    ASSERT_EQ(0, host.isready({&node}));
+  host.calls();
+  Lines names;
+  ASSERT_EQ(0, host.make("A", {&node}, &names)) << host.describeMessages();
+  EXPECT_EQ((Lines{"UDID##HITACHI##HDS##410001##512"}), names);
+  EXPECT_EQ(1u, count(host.calls(), "pairsplit"));
+  EXPECT_EQ(RMSIM_PSUS, host.sim().pairStatus(410001, 256, 0));
+
+  names.clear();
+  EXPECT_EQ(0, host.prepare("never-selected", {}));
+  EXPECT_EQ(0, host.make("never-selected", {&node}, &names));
+  EXPECT_EQ((Lines{""}), names);
+  EXPECT_TRUE(host.calls().empty());
 }
 
 }  // namespace

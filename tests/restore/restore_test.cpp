@@ -192,7 +192,7 @@ INSTANTIATE_TEST_SUITE_P(Restore, RestoreFailure, ::testing::Values(
                 "MSG_ERROR_HITACHI_BAD_PAIR_STATUS: Bad status of pair. vdisk '256'. vdisk Copy '0'. "
                 "enclosure id '410001'. pair status 'STAT_RCPY'.", 0, 4},
     FailureCase{"ArrayNotSeenByThisHost", {{"UDID##HITACHI##HDS##999999##256", kSnap512}}, 0, 0, "", "",
-                "MSG_ERROR_HITACHI_COMMAND_FAILED: API call attachcmddev on enclosure 999999 failed with error -1 "
+                "MSG_ERROR_HITACHI_COMMAND_FAILED: API call attachcmddev on enclosure 999999 failed with error -19 "
                 "due to no command device of this array is known on this host.", 0, 4}),
     [](const ::testing::TestParamInfo<FailureCase>& info) { return std::string(info.param.name); });
 // clang-format on
