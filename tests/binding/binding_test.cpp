@@ -73,6 +73,8 @@ TEST_F(Binding, AttachAndDetachCallTheLibraryOnlyWhenTheStateChanges) {
   EXPECT_TRUE(traced("Calling attachcmddev params : cmddev [/dev/sdb] inst [601]"));
   intf.ShadowImage_call_getfmtmsg(cmd->info);
   EXPECT_TRUE(traced("getfmtmsg returned with error : [0]"));
+  sim.setFault("getfmtmsg", 206, "command device I/O error", 1);
+  EXPECT_EQ("getfmtmsg failed with error 206", intf.ShadowImage_call_getfmtmsg(cmd->info));
   EXPECT_EQ(0, intf.detachCmd(cmd));
   EXPECT_EQ(1, sim.calls("detachcmddev"));
   cmddevinfo* first = cmd->info;
@@ -89,6 +91,7 @@ TEST_F(Binding, RefusalsThrowTheLibrarysErrorAfterTracingIt) {
   EXPECT_EQ(202, e.m_errorNumber);
   EXPECT_EQ("attachcmddev", e.m_apiName);
   EXPECT_EQ("not a command device of a known array", e.m_reason);
+  EXPECT_EQ("410001", e.m_enclosureId);  // the array asked for: a failed attach fills no block
   EXPECT_FALSE(unknown->attached);
   EXPECT_EQ(601, unknown->instance.getNumber());  // the number stays held
   EXPECT_TRUE(traced(" attachcmddev failed."));
