@@ -20,6 +20,7 @@ int hitachifi_fi_pgn_objctl(char* command, char* input, char** output, long* res
 int hitachifi_fi_pgn_config(zfi_domain* node, int mode, char* text, zfi_confspec* fault);
 int hitachifi_fi_pgn_isready(zfi_splitnode* node, char* id, zfi_splitnode** nodes, int count);
 int hitachifi_fi_pgn_select(zfi_splitnode* node, char* id, zfi_splitnode** nodes, int count);
+void hitachifi_fi_pgn_deinit_node(zfi_domain* node);
 }
 
 // A scratch folder of this process, in memory where the host offers it.

@@ -216,6 +216,12 @@ class CFiPluginInterposer : public CFiPluginBase {
   int deportResource(char*, char*, char*, char*, int) override;
   void addIgnoreNodeType(int) override;
   void setDefaultNodeType(int) override;
+  // Slot 86, the last: the framework's import of a node. import_resource
+  // arrives here with the node's name, the resource names (up to the first
+  // null) and the import flags; the three truth values are false. A plugin
+  // without an import of its own answers 8 (not supported).
+  virtual int importNode(ACE_CString nodeName, std::vector<ACE_CString> resourceNames, bool, bool, bool,
+                         int importFlags);
 
   // A group node is one whose UDID starts with a prefix registered with
   // addGroupNodePrefix. Such a prefix sits in the FIM table as an entry with

@@ -69,28 +69,44 @@ class CFiSession : public virtual CFiRefCount, public virtual CFiTraceable {
   std::map<std::string, CFiSplitNode>& getSplitNodeMap() { return m_nodes; }
   size_t size() const { return m_nodes.size(); }
 
+  // Order of last use among the manager's sessions, and when that was
+  // (seconds on the manager's clock).
   uint64_t lastUse() const { return m_lastUse; }
-  void touch(uint64_t tick) { m_lastUse = tick; }
+  uint64_t lastUseTime() const { return m_lastUseTime; }
+  void touch(uint64_t tick, uint64_t time) {
+    m_lastUse = tick;
+    m_lastUseTime = time;
+  }
 
  private:
   std::string m_id;
   std::map<std::string, CFiSplitNode> m_nodes;
   uint64_t m_lastUse = 0;
+  uint64_t m_lastUseTime = 0;
 };
 
 using CFiSessionPtr = CFiSmartPtr<CFiSession, CFiNullAllocator<CFiSession>>;
 
 // Hands out sessions by the framework's session id.
 //
-// A long-running host starts many jobs, so sessions are not kept forever:
-// the manager keeps at most kMaxSessions, and getSession for a new id
-// forgets the least recently used one when the table is full (traced at
-// level 2 with its id). A session that
-// someone still holds survives being forgotten until it is released. A
-// framework that knows a job has ended can call forgetSession at once.
+// A session is the only record of what select and prepare did for a job, so
+// the manager never forgets one that a framework can still use: a session
+// is forgotten when it has been untouched (no select, preselect, prepare,
+// make or update_snapshot_handle of its id) for kIdleSeconds, a week, which
+// covers the longest resynchronisation between select and make. Idle
+// sessions are swept when a new id arrives (traced at level 3 with the id).
+// A safety cap of kMaxSessions keeps a host that starts jobs faster than
+// they age from growing without bound: a new id over the cap forces out the
+// least recently used session, traced at level 1 with its id, since a job
+// of that id that comes back finds its session gone. A session that someone
+// still holds survives being forgotten until it is released. A framework
+// that knows a job has ended can call forgetSession at once.
 class CFiSessionManager : public virtual CFiRefCount, public virtual CFiTraceable {
  public:
-  static constexpr size_t kMaxSessions = 128;
+  static constexpr size_t kMaxSessions = 4096;
+  static constexpr uint64_t kIdleSeconds = 7 * 24 * 3600;
+  // Seconds on a clock that never goes back.
+  using Clock = uint64_t (*)();
 
   CFiSessionManager();
   ~CFiSessionManager() override;
@@ -100,9 +116,16 @@ class CFiSessionManager : public virtual CFiRefCount, public virtual CFiTraceabl
   // Returns whether a session of that id was known.
   bool forgetSession(char const* id);
   size_t size() const { return m_sessions.size(); }
+  // Replaces the clock idle time is measured on (the monotonic clock).
+  void setClock(Clock clock) { m_clock = clock; }
 
  private:
+  void forgetIdleSessions(uint64_t now);
+  void forgetLeastRecentlyUsed();
+  CFiTraceLogPtr traceLog();
+
   std::map<std::string, CFiSessionPtr> m_sessions;
+  Clock m_clock;
   uint64_t m_tick = 0;
 };
 

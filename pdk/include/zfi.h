@@ -77,7 +77,22 @@ typedef struct zfi_domain {
  * second argument is the alternate node, which gets private data of its
  * own), or, for a node that has none by then, when select adds it to the
  * session. A node without private data is refused with
- * MSG_ERROR_PRIVATE_DATA_MALLOC and the result 5.
+ * MSG_ERROR_PRIVATE_DATA_MALLOC and the result 5. isready reads private
+ * data and never creates it. deinit_node releases what the plugin attached
+ * to that node (for an alternate node, deinit_node of the alternate); once
+ * no node of that name holds it, it is gone.
+ */
+/*
+ * Sessions. select, preselect, prepare, make and update_snapshot_handle name
+ * a session by the framework's session id; select and preselect add the
+ * nodes to it, and prepare and make work on the nodes select added. The
+ * plugin keeps a session until it has been untouched by these calls for a
+ * week (isready does not count), so a session between select and make is
+ * never forgotten for its age. A safety cap of 4096 sessions forces out the
+ * least recently used one when a new id arrives, traced at level 1 with its
+ * id. prepare and make of an id the plugin does not know (never selected, or
+ * forgotten) work on an empty session: they return 0, make returns an empty
+ * object id per node and nothing is done on the array.
  */
 /* A node handed to select, prepare, make and isready. */
 typedef struct zfi_splitnode {

@@ -283,7 +283,14 @@ int CFiPluginBase::reAccessAltNode(zfi_domain*, frim_objid*, frim_objid*, char*,
                                    int, zfi_intent) {
   return ZFI_E_NOT_SUPPORTED;
 }
-int CFiPluginInterposer::deInitNode(zfi_domain*) { return ZFI_OK; }
+// What init_node, init_altnode, init_remnode or select attached to the node
+// goes with it, so private data lives as long as the framework's node.
+int CFiPluginInterposer::deInitNode(zfi_domain* node) {
+  CFiPrivateDataManagerPtr manager = getPrivateDataManager();
+  CFiPrivateDataFactoryPtr factory = manager ? manager->getFactory() : CFiPrivateDataFactoryPtr();
+  if (factory && node != nullptr) factory->deallocate(node);
+  return ZFI_OK;
+}
 int CFiPluginBase::dispose(zfi_domain*, zfi_domain*, zfi_splitnode*, zfi_disposition) {
   return ZFI_E_NOT_SUPPORTED;
 }
@@ -329,7 +336,14 @@ int CFiPluginBase::verifyQSCombos(zfi_splitnode**, int) { return ZFI_OK; }
 int CFiPluginBase::setImportOptions(zfi_splitnode**, int, zfi_host_infn*, int, void*) { return ZFI_OK; }
 int CFiPluginBase::startBuildAltTree(zfi_domain*, frim_objid**, void*) { return ZFI_E_NOT_SUPPORTED; }
 int CFiPluginBase::translateResourceNames(char**, int, char**) { return ZFI_E_NOT_SUPPORTED; }
-int CFiPluginInterposer::importResource(char**, char*, char*, char*, int, char**, char*) {
+int CFiPluginInterposer::importResource(char** resourceNames, char* nodeName, char*, char*, int importFlags,
+                                        char**, char*) {
+  std::vector<ACE_CString> names;
+  for (char** name = resourceNames; name != nullptr && *name != nullptr; ++name) names.push_back(*name);
+  return importNode(ACE_CString(nodeName != nullptr ? nodeName : ""), names, false, false, false,
+                    importFlags);
+}
+int CFiPluginInterposer::importNode(ACE_CString, std::vector<ACE_CString>, bool, bool, bool, int) {
   return ZFI_E_NOT_SUPPORTED;
 }
 int CFiPluginBase::format(char**, int, char*, char*, char*, int, char***, int*) {

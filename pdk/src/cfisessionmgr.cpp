@@ -1,5 +1,7 @@
 #include "cfisessionmgr.h"
 
+#include <chrono>
+
 #include "cficontextsingleton.h"
 #include "cfiprivatedatamgr.h"
 
@@ -69,34 +71,63 @@ std::vector<CFiSplitNode> CFiSession::getSplitNodeList(int phase) {
   return list;
 }
 
-CFiSessionManager::CFiSessionManager() = default;
+namespace {
+
+uint64_t monotonicSeconds() {
+  return static_cast<uint64_t>(
+      std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now().time_since_epoch())
+          .count());
+}
+
+}  // namespace
+
+CFiSessionManager::CFiSessionManager() : m_clock(&monotonicSeconds) {}
 CFiSessionManager::~CFiSessionManager() = default;
+
+CFiTraceLogPtr CFiSessionManager::traceLog() {
+  return m_traceLog ? m_traceLog : CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(false);
+}
+
+void CFiSessionManager::forgetIdleSessions(uint64_t now) {
+  for (auto it = m_sessions.begin(); it != m_sessions.end();) {
+    const uint64_t used = it->second->lastUseTime();
+    if (now < used || now - used < kIdleSeconds) {
+      ++it;
+      continue;
+    }
+    traceLog()->trace(FI_TRACE_DETAIL,
+                      "CFiSessionManager::getSession : forgetting session '%s', idle for %llu s",
+                      it->first.c_str(), static_cast<unsigned long long>(now - used));
+    it = m_sessions.erase(it);
+  }
+}
+
+void CFiSessionManager::forgetLeastRecentlyUsed() {
+  auto oldest = m_sessions.begin();
+  for (auto it = m_sessions.begin(); it != m_sessions.end(); ++it) {
+    if (it->second->lastUse() < oldest->second->lastUse()) oldest = it;
+  }
+  traceLog()->trace(FI_TRACE_ERROR,
+                    "CFiSessionManager::getSession : %zu sessions in use, forgetting the least recently used "
+                    "session '%s'",
+                    m_sessions.size(), oldest->first.c_str());
+  m_sessions.erase(oldest);
+}
 
 CFiSessionPtr CFiSessionManager::getSession(char const* id) {
   std::string key = id ? id : "";
+  const uint64_t now = m_clock();
   ++m_tick;
   auto found = m_sessions.find(key);
   if (found != m_sessions.end()) {
-    found->second->touch(m_tick);
+    found->second->touch(m_tick, now);
     return found->second;
   }
-  if (m_sessions.size() >= kMaxSessions) {
-    auto oldest = m_sessions.begin();
-    for (auto it = m_sessions.begin(); it != m_sessions.end(); ++it) {
-      if (it->second->lastUse() < oldest->second->lastUse()) oldest = it;
-    }
-    CFiTraceLogPtr log =
-        m_traceLog ? m_traceLog : CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(false);
-    log->trace(FI_TRACE_WARNING,
-               "CFiSessionManager::getSession : session table full, forgetting session '%s'",
-               oldest->first.c_str());
-    m_sessions.erase(oldest);
-  }
+  forgetIdleSessions(now);
+  if (m_sessions.size() >= kMaxSessions) forgetLeastRecentlyUsed();
   CFiSessionPtr session(new CFiSession(key));
-  CFiTraceLogPtr log =
-      m_traceLog ? m_traceLog : CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(false);
-  session->registerTraceLog(log);
-  session->touch(m_tick);
+  session->registerTraceLog(traceLog());
+  session->touch(m_tick, now);
   m_sessions.emplace(key, session);
   return session;
 }

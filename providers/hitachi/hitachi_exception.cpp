@@ -34,7 +34,7 @@ icu::Formattable number(int value) { return messageNumber(value); }
 void throwNoCommandDevice(const std::string& enclosureId, const char* file, int line) {
   CHitachiException e;
   e.m_kind = HITACHI_EXC_COMMAND;
-  e.m_errorNumber = -1;
+  e.m_errorNumber = HITACHI_ERROR_NO_COMMAND_DEVICE;
   e.m_reason = "no command device of this array is known on this host";
   e.m_apiName = "attachcmddev";
   e.m_enclosureId = enclosureId;

@@ -42,8 +42,14 @@ class CHitachiException {
   std::string m_pairStatus;
 };
 
+// The error number reported when no command device of an array is known on
+// this host, so no library call was made: -ENODEV. The array library's own
+// error numbers are positive.
+constexpr int HITACHI_ERROR_NO_COMMAND_DEVICE = -19;
+
 // The failure of an array operation that has no command device to go
 // through: the array is not seen by this host (or not yet discovered).
+// Reported as attachcmddev failing with HITACHI_ERROR_NO_COMMAND_DEVICE.
 [[noreturn]] void throwNoCommandDevice(const std::string& enclosureId, const char* file, int line);
 
 // Reports message `id` of the plugin's catalog with `args` (severity 3) on the

@@ -40,14 +40,8 @@ class CHitachiPlugin : public frim_pdk_4_4::CFiPluginInterposer {
   int processProviderState(zfi_domain* node, zfi_blob* block, zfi_op_providerstate op) override;
   int restore(frim_objid** sources, frim_objid** snapshots, long count, char* a, char* b, char*** out,
               long* outCount, long flags, long* status) override;
-  // Answers the framework's import requests.
-  virtual int importNode(ACE_CString name, std::vector<ACE_CString> names, bool a, bool b, bool c, int mode);
-
-  // Node import: import_resource is the kit operation that carries the
-  // framework's import flags; it hands the node name, the resource names and
-  // the flags to importNode. 0, or 4 for the off-host import mode.
-  int importResource(char** resourceNames, char* nodeName, char* a2, char* a3, int importFlags, char** a5,
-                     char* a6) override;
+  // The framework's import of a node: 0, or 4 for the off-host import mode.
+  int importNode(ACE_CString name, std::vector<ACE_CString> names, bool a, bool b, bool c, int mode) override;
 
   // Pair-state rule for synchronising one pair (forward, or reverse for a
   // restore): 0 when the pair is or is becoming what was asked, -1 when a
@@ -72,16 +66,15 @@ class CHitachiPlugin : public frim_pdk_4_4::CFiPluginInterposer {
 
   // ---- Snapshot lifecycle (select, isready, prepare, make) ----
  protected:
-  // m_cmdDevices[enclosure] (an unknown enclosure gets an empty entry). An
+  // The command device of the enclosure; an unknown enclosure adds nothing. An
   // array cannot be reached without a command device: an empty one throws
   // the command-failed CHitachiException naming the enclosure.
   CFiSmartPtr<SCmdInfo> commandDeviceOf(const std::string& enclosure);
   // The private data kept for the node name (ordinary table); empty when
   // there is none or no factory is registered.
   static frim_pdk_4_4::CFiPrivateDataPtr privateDataByName(const std::string& name);
-  // The private data attached to the node; a node without any gets it from
-  // the factory (shared with every node of its name). Empty for a null node
-  // or without a factory.
+  // The private data attached to the node, else the one kept for its name;
+  // never creates any. Empty for a null node or without a factory.
   static frim_pdk_4_4::CFiPrivateDataPtr privateDataOf(zfi_domain* node);
   // One node of selectSnapshots: 0 when it is done with (selected, or
   // skipped), else the operation's result.

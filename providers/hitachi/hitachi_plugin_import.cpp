@@ -1,16 +1,8 @@
-// Node import. The framework's import flags arrive through import_resource.
+// Node import (the kit hands import_resource's flags to importNode).
 #include "hitachi_plugin.h"
 #include "hitachi_trace.h"
 
 using namespace frim_pdk_4_4;
-
-int CHitachiPlugin::importResource(char** resourceNames, char* nodeName, char*, char*, int importFlags,
-                                   char**, char*) {
-  std::vector<ACE_CString> names;
-  for (char** name = resourceNames; name != nullptr && *name != nullptr; ++name) names.push_back(*name);
-  return importNode(ACE_CString(nodeName != nullptr ? nodeName : ""), names, false, false, false,
-                    importFlags);
-}
 
 int CHitachiPlugin::importNode(ACE_CString, std::vector<ACE_CString>, bool, bool, bool, int importFlags) {
   HITACHI_TRACE_FUNCTION("importNode");

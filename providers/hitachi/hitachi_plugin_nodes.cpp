@@ -42,8 +42,9 @@ void throwBadPairStatus(const char* status, const SHitachiVirtualDisk& vdisk,
 using namespace frim_pdk_4_4;
 
 CFiSmartPtr<SCmdInfo> CHitachiPlugin::commandDeviceOf(const std::string& enclosure) {
-  CFiSmartPtr<SCmdInfo> cmd = m_cmdDevices[enclosure];
-  if (cmd) return cmd;
+  // Looked up without adding: every name a framework sends must not grow the table.
+  auto found = m_cmdDevices.find(enclosure);
+  if (found != m_cmdDevices.end() && found->second) return found->second;
   throwNoCommandDevice(enclosure, __FILE__, __LINE__);
 }
 
@@ -56,9 +57,12 @@ CFiPrivateDataPtr CHitachiPlugin::privateDataOf(zfi_domain* node) {
   CFiPrivateDataFactoryPtr factory = privateDataFactory();
   if (!factory || node == nullptr) return CFiPrivateDataPtr();
   CFiPrivateDataPtr data = factory->access(node);
+  if (data) return data;
   // A framework may hand isready a node record of its own for a node that
-  // select already worked on; the name finds the same private data.
-  return data ? data : factory->allocate(node, false);
+  // select already worked on; the name finds the same private data. Nothing
+  // is created here: a node nobody initialised or selected has none.
+  const char* name = node->objid != nullptr && node->objid->name != nullptr ? node->objid->name : node->name;
+  return factory->accessByName(name != nullptr ? name : "", false);
 }
 
 void CHitachiPlugin::markDone(CFiSessionPtr& session, const std::string& name, int phase) {

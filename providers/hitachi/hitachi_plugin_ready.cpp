@@ -42,11 +42,12 @@ int CHitachiPlugin::isReady(char*, zfi_splitnode** nodeList, int nodeCount) {
         node->flags |= ZFI_NODE_READY;
         return ZFI_OK;
       }
-      CHitachiPrivateData* data = hitachi_nodes::hitachiData(holder);
-      if (data == nullptr) return hitachi_nodes::reportNoPrivateData("CHitachiPlugin::isReady", name);
-      SHitachiVirtualDisk vdisk = data->m_vdisk;
-      SHitachiVirtualDisk vdiskCopy = data->m_vdiskCopy;
+      // A method not checked is passed over unmarked; it needs no records.
       if (hitachi_nodes::isSnapshotFim(split->fim_name != nullptr ? split->fim_name : "")) {
+        CHitachiPrivateData* data = hitachi_nodes::hitachiData(holder);
+        if (data == nullptr) return hitachi_nodes::reportNoPrivateData("CHitachiPlugin::isReady", name);
+        SHitachiVirtualDisk vdisk = data->m_vdisk;
+        SHitachiVirtualDisk vdiskCopy = data->m_vdiskCopy;
         if (vdisk.m_pairList.empty()) {
           // Kept: "dvice" is how this line has always read; log watchers match it.
           HITACHI_TRACE(FI_TRACE_ERROR, "pair list is empty for dvice '%s'.", vdisk.m_deviceId.c_str());
@@ -59,10 +60,10 @@ int CHitachiPlugin::isReady(char*, zfi_splitnode** nodeList, int nodeCount) {
         } else {
           HITACHI_TRACE(FI_TRACE_DETAIL, "status of pair of node '%s' is NOT PAIR", vdisk.m_deviceId.c_str());
         }
+        // The states read from the array stay with the node.
+        data->m_vdisk = vdisk;
+        data->m_vdiskCopy = vdiskCopy;
       }
-      // The states read from the array stay with the node.
-      data->m_vdisk = vdisk;
-      data->m_vdiskCopy = vdiskCopy;
       if (i + 1 < nodeCount && !validEntry(nodeList, i + 1)) return invalidList();
     }
     return ZFI_OK;

@@ -38,6 +38,19 @@ bool supportsFim(const std::string& fim, const SHitachiVirtualDisk& vdisk) {
   return true;
 }
 
+// The array a configured target names: the enclosure of its UDID, empty
+// when the text is no UDID with an enclosure (the target then lies on the
+// source's array).
+std::string enclosureNamedBy(const std::string& configured) {
+  CFiUdid udid;
+  try {
+    udid.parse(configured);
+  } catch (const CFiUdidException&) {
+    return std::string();
+  }
+  return udid.hasEnclosureId() ? udid.getEnclosureId() : std::string();
+}
+
 }  // namespace
 
 int CHitachiPlugin::selectSnapshots(CFiSessionPtr& session) {
@@ -75,9 +88,11 @@ int CHitachiPlugin::selectNode(CFiSessionPtr& session, const std::string& name, 
   SHitachiVirtualDisk vdisk = m_cmdIntf.getLUNInfo(cmd, udid.getDeviceId(), true);
   data->m_vdisk = vdisk;
 
-  std::string target;
+  std::string target, targetEnclosure;
   if (data->selectTargetFromConfigData() == 0) {
-    target = m_cmdIntf.findConfiguredTarget(data->getConfiguredTarget());
+    const std::string configured = data->getConfiguredTarget();
+    target = m_cmdIntf.findConfiguredTarget(configured);
+    targetEnclosure = enclosureNamedBy(configured);
     if (!supportsFim(fim, vdisk)) return ZFI_E_INVALID;
   } else {
     // Discovery chooses by method itself; no capability check on this path.
@@ -90,7 +105,16 @@ int CHitachiPlugin::selectNode(CFiSessionPtr& session, const std::string& name, 
     }
   }
 
-  SHitachiVirtualDisk copy = m_cmdIntf.getLUNInfo(cmd, target, false);
+  SHitachiVirtualDisk copy;
+  if (targetEnclosure.empty() || targetEnclosure == vdisk.m_enclosureId) {
+    copy = m_cmdIntf.getLUNInfo(cmd, target, false);
+  } else {
+    // A device of another array: the source array's command device would
+    // answer for its own LDEV of that number. Nothing is asked; the
+    // enclosure check below refuses it.
+    copy.m_deviceId = target;
+    copy.m_enclosureId = targetEnclosure;
+  }
   copy.m_isSnap = true;
   if (vdisk.m_enclosureId != copy.m_enclosureId) {
     HITACHI_TRACE(

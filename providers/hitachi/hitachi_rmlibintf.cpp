@@ -195,6 +195,7 @@ std::string CHitachiCommandIntf::ShadowImage_call_getfmtmsg(cmddevinfo* info) {
   // Kept: a warning on every call, whatever the result.
   HITACHI_TRACE(FI_TRACE_WARNING, "getfmtmsg returned with error : [%d]", rc);
   buffer[kFmtMsgSize - 1] = '\0';
+  if (rc != 0 && buffer[0] == '\0') return "getfmtmsg failed with error " + std::to_string(rc);
   return buffer;
 }
 
@@ -211,6 +212,8 @@ void CHitachiCommandIntf::reportFailure(cmddevinfo* info, const char* failedLine
   e.m_errorNumber = error;
   const char* reason = ShadowImage_call_getrmerrmsg(info);
   e.m_reason = reason ? reason : (nullGuard ? "Empty error message" : "");
+  // The library gave no text: the reason still says what failed.
+  if (e.m_reason.empty()) e.m_reason = std::string(api) + " failed with error " + std::to_string(error);
   e.m_apiName = api;
   e.m_enclosureId = info ? std::to_string(info->serial) : "";
   e.m_file = file;
@@ -235,9 +238,15 @@ bool CHitachiCommandIntf::attachCmd(SCmdInfoPtr cmd) {
   cmd->info = static_cast<cmddevinfo*>(::operator new(sizeof(cmddevinfo)));
   std::memset(cmd->info, 0, sizeof(cmddevinfo));
   int rc = ShadowImage_call_attachcmddev(cmd->info, cmd->cmddev, number);
-  if (rc != 0)
-    reportFailure(cmd->info, " attachcmddev failed.", rc, "attachcmddev", HITACHI_EXC_COMMAND, __FILE__,
-                  __LINE__);
+  if (rc != 0) {
+    try {
+      reportFailure(cmd->info, " attachcmddev failed.", rc, "attachcmddev", HITACHI_EXC_COMMAND, __FILE__,
+                    __LINE__);
+    } catch (CHitachiException& e) {
+      e.m_enclosureId = cmd->serial;  // a failed attach fills no block: the array asked for
+      throw;
+    }
+  }
   cmd->attached = true;
   return true;
 }

@@ -177,6 +177,16 @@ const Row kCommandDevices[] = {
       "L1 operation failed with error number '202' with message 'not a command device of a known array'.",
       "L6 format msg : '[RMSIM] attachcmddev(/dev/sdz) failed: EX202 ...",
       "L2 getfmtmsg returned with error : [0]"}},
+    {"AFailingFormatMessageSaysSo",
+     [](Binding& t) {
+       SCmdInfoPtr cmd = t.ready();
+       t.attach(cmd);
+       t.sim.setFault("getfmtmsg", 206, "command device I/O error", 1);
+       return t.intf.ShadowImage_call_getfmtmsg(cmd->info);
+     },
+     "getfmtmsg failed with error 206",
+     {"attachcmddev /dev/sdb inst 601", "getfmtmsg -> 206"},
+     {}},
     {"ARefusedDetachStaysAttached",
      [](Binding& t) {
        SCmdInfoPtr cmd = t.ready();

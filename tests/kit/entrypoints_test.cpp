@@ -143,8 +143,14 @@ TEST_F(EntryPointShell, FixedArgumentEntriesCheckTheirArgumentsAndObjctlStoresTh
   EXPECT_EQ(3, translate(names, 2, &out));
   EXPECT_EQ(3, translate(nullptr, 0, &out));
   EXPECT_EQ(0, translate(names, 0, &out));
+  auto import = lib.entry<int (*)(char**, char*, char*, char*, int, char**, char*)>("import_resource");
+  char first[] = "R1", second[] = "R2", node[] = "N";
+  char* resources[] = {first, second, nullptr};
+  EXPECT_EQ(0, import(resources, node, nullptr, nullptr, 6, nullptr, nullptr));
+  EXPECT_EQ(0, import(nullptr, nullptr, nullptr, nullptr, 1, nullptr, nullptr));
   EXPECT_EQ(
-      "cacheEnable(0);delayedInit;cacheDisable(0);initAltNode;initAltNode(remote);translateResourceNames(0);",
+      "cacheEnable(0);delayedInit;cacheDisable(0);initAltNode;initAltNode(remote);translateResourceNames(0);"
+      "importNode(N:R1,R2,6);importNode(:1);",
       calls());
 
   setResult("objctl", 6);

@@ -349,9 +349,16 @@ class Runner {
   }
 
   // init_node of the node (all arguments null for "null"), or init_altnode /
-  // init_remnode of it and its alternate.
+  // init_remnode of it and its alternate; deinit_node of the node or its
+  // alternate (it returns nothing: 0).
   int doInitNode(const Words& w, size_t) {
     HostNode* n = node(w.at(1));
+    if (w[0] == "deinitnode" || w[0] == "deinitaltnode") {
+      host().entry<void (*)(zfi_domain*)>("deinit_node")(n == nullptr           ? nullptr
+                                                         : w[0] == "deinitnode" ? &n->domain
+                                                                                : &n->alt);
+      return 0;
+    }
     if (w[0] == "initnode")
       return host().entry<int (*)(zfi_domain*, zfi_domain**, int, frim_objid*)>("init_node")(
           n ? &n->domain : nullptr, nullptr, 0, n ? &n->objid : nullptr);
@@ -438,7 +445,8 @@ class Runner {
       const size_t name = m_text.find(w.at(1)) + w[1].size();
       const size_t text = m_text.find_first_not_of(" \t", name);
       std::ofstream(host().dir() + "/" + w[1]) << (text == std::string::npos ? "" : m_text.substr(text));
-    } else if (verb == "initnode" || verb == "initaltnode" || verb == "initremnode") {
+    } else if (verb == "initnode" || verb == "initaltnode" || verb == "initremnode" || verb == "deinitnode" ||
+               verb == "deinitaltnode") {
       step(w, &Runner::doInitNode);
     } else if (!m_inStep || h == nullptr) {
       throw std::runtime_error("'" + verb + "' is neither a setting nor follows a step");

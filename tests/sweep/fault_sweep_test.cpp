@@ -131,12 +131,11 @@ rmsim::FaultSpec failCall(const SweepCase& c, const std::string& text) {
   return fault;
 }
 
-// The message of a failed RMLIB call up to its reason; the enclosure of an
-// attach is the serial in the block that the failed attach did not fill.
+// The message of a failed RMLIB call up to its reason; a failed attach
+// names the array it was asked for.
 std::string commandFailed(const std::string& function, int serial) {
   return "MSG_ERROR_HITACHI_COMMAND_FAILED: API call " + function + " on enclosure " +
-         std::to_string(function == "attachcmddev" ? 0 : serial) + " failed with error " +
-         std::to_string(kSweepError) + " due to ";
+         std::to_string(serial) + " failed with error " + std::to_string(kSweepError) + " due to ";
 }
 
 bool startsWith(const std::string& text, const std::string& head) {
@@ -186,7 +185,8 @@ TEST_F(FaultSweep, EachCallOfEachStepFailedInTurnEndsTheStepAsItShould) {
       }
       if (reported == nullptr) continue;
       // The text of a failure is asked of the array only after the failure:
-      // with no text the reason is empty or says so; the reason is asked
+      // with no text the reason says so or names the call and its error
+      // number; the reason is asked
       // again after getfmtmsg, so a failing getfmtmsg may change the reason
       // but not the call, error number and enclosure reported.
       const SweepCase& c = *reported;
@@ -200,7 +200,8 @@ TEST_F(FaultSweep, EachCallOfEachStepFailedInTurnEndsTheStepAsItShould) {
       ASSERT_FALSE(messages.empty());
       const std::string head = commandFailed(c.function, m.serial);
       EXPECT_TRUE(startsWith(messages[0], head + "Empty error message. FILE=") ||
-                  startsWith(messages[0], head + ". FILE="))
+                  startsWith(messages[0], head + c.function + " failed with error " +
+                                              std::to_string(kSweepError) + ". FILE="))
           << messages[0];
       noFormat.function = "getfmtmsg";
       noFormat.errorNumber = kSweepError;
