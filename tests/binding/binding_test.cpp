@@ -171,7 +171,7 @@ const Row kCommandDevices[] = {
      {"L6 Calling detachcmddev "}},
     {"ARefusedAttachKeepsItsNumber",
      [](Binding& t) { return t.attach(t.ready("/dev/sdz")); },
-     "threw 1 202 'not a command device of a known array' attachcmddev '0' detached 601",
+     "threw 1 202 'not a command device of a known array' attachcmddev '410001' detached 601",
      {"attachcmddev /dev/sdz inst 601 -> 202", "getrmerrmsg", "getfmtmsg", "getrmerrmsg"},
      {"L1  attachcmddev failed.",
       "L1 operation failed with error number '202' with message 'not a command device of a known array'.",
@@ -221,7 +221,7 @@ const Row kCommandDevices[] = {
        const std::string result = t.attach(cmd);
        return ::chdir(before) == 0 ? result : "no way back";
      },
-     "threw 1 211 'instance number -1 is not valid' attachcmddev '0' detached -1",
+     "threw 1 211 'instance number -1 is not valid' attachcmddev '410001' detached -1",
      {"attachcmddev /dev/sdb inst -1 -> 211", "getrmerrmsg", "getfmtmsg", "getrmerrmsg"},
      {"L6 Calling attachcmddev params : cmddev [/dev/sdb] inst [-1]"}},
 };
