@@ -38,7 +38,7 @@ class Db {
   int64_t lastInsertId() const;
   const std::string& path() const { return m_path; }
 
-  // $RMSIM_DB, or /tmp/rmsim-<uid>.db when it is unset or empty.
+  // $RMSIM_DB, else a state file in a folder of the user's own (defaultStatePath).
   static std::string defaultPath();
 
  private:

@@ -4,10 +4,12 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <tuple>
 
 #include "fihost_run.h"
 
@@ -112,6 +114,16 @@ TEST(FihostDevices, ListsTheHostsDisksWithTheirArrayIdentity) {
     EXPECT_NE(std::string::npos, text.out.find(name + " ")) << text.out;
     EXPECT_NE(std::string::npos, text.out.find(device["udid"].get<std::string>())) << text.out;
   }
+
+  // A setgid copy runs with its caller's environment, which must not choose
+  // the tree it reads: it reads /sys, where this host has no such disks.
+  if (::geteuid() != 0) GTEST_SKIP() << "making a setgid program for another group needs root";
+  const std::string setgid = host.dir() + "/fihost-setgid";
+  std::filesystem::copy_file(FIHOST_PATH, setgid);
+  ASSERT_EQ(0, ::chown(setgid.c_str(), 0, 65534));
+  ASSERT_EQ(0, ::chmod(setgid.c_str(), 02755));
+  RunResult secure = runProgram(setgid, {"devices"}, "", host.dir());
+  EXPECT_EQ(std::string::npos, secure.out.find("UDID##HITACHI##HDS##410001")) << secure.out << secure.err;
 }
 
 TEST(FihostInstances, ReclaimFreesAnEndedHoldersNumberAndKeepsARunningOnes) {
@@ -142,6 +154,11 @@ TEST(FihostInstances, ReclaimFreesAnEndedHoldersNumberAndKeepsARunningOnes) {
   RunResult shape = host.fihost({"instances"});
   EXPECT_EQ(1, shape.status);
   EXPECT_NE(std::string::npos, shape.err.find("not a whole number of 8-byte records")) << shape.err;
+  ASSERT_EQ(0,
+            ::truncate((host.instanceDir() + "/UDID##HP##XP##520002##4095").c_str(), 1LL << 36));  // sparse
+  shape = host.fihost({"instances"});
+  EXPECT_EQ(1, shape.status);
+  EXPECT_NE(std::string::npos, shape.err.find("68719476736 bytes long, more than the 792")) << shape.err;
 }
 
 // Each host problem set up on an otherwise healthy host, and the check that
@@ -283,10 +300,16 @@ TEST_F(FihostRestore, MalformedStateFilesAreRefusedByName) {
       {"[1, 2]", "not a JSON object"},
       {R"({"fihost_state": 9, "snapshots": []})", "\"fihost_state\" is not 1"},
       {R"({"fihost_state": 1, "snapshots": []})", "\"snapshots\" is missing or empty"},
-      {R"({"fihost_state": 1, "snapshots": [{"device": "/dev/sdc", "node": "n", "source": "s",
-          "snapshot": "t", "method": "Hitachi_ShadowImage"}]})",
+      {R"({"fihost_state": 1, "snapshots": [{"device": "/dev/sdc", "node": "n", "source": "s##1",
+          "snapshot": "t##2", "method": "Hitachi_ShadowImage"}]})",
        "snapshot 1: \"provider_state\" is missing"},
       {R"({"fihost_state": 1, "snapshots": [7]})", "snapshot 1 is not an object"},
+      {R"({"fihost_state": 1, "snapshots": [{"device": "/dev/sdc", "node": "n", "source": "s##1",
+          "snapshot": "UDID##HITACHI##HDS##410001##4294967552", "method": "M", "provider_state": "p"}]})",
+       "snapshot 1: \"snapshot\" does not end in \"##\" and a device number"},
+      {R"({"fihost_state": 1, "snapshots": [{"device": "/dev/sdc", "node": "n\u001b[2J", "source": "s##1",
+          "snapshot": "t##2", "method": "M", "provider_state": "p"}]})",
+       "snapshot 1: \"node\" holds control bytes"},
   };
   for (const auto& [text, error] : cases) {
     RunResult run = restore(text, "", "--yes");
@@ -296,12 +319,27 @@ TEST_F(FihostRestore, MalformedStateFilesAreRefusedByName) {
   RunResult missing = host.fihost({"restore", "--yes", "--state", host.dir() + "/none.json"});
   EXPECT_EQ(1, missing.status);
   EXPECT_NE(std::string::npos, missing.err.find("cannot read the state file")) << missing.err;
+
+  // Never through a link; run as root, only a file of root's that no one else may write.
+  const std::string state = host.dir() + "/state.json", linked = host.dir() + "/linked.json";
+  ASSERT_EQ(0, ::symlink(state.c_str(), linked.c_str()));
+  RunResult link = host.fihost({"restore", "--yes", "--state", linked});
+  EXPECT_NE(std::string::npos, link.err.find("cannot read the state file " + linked)) << link.err;
+  if (::geteuid() != 0) GTEST_SKIP() << "giving a file to another user needs root";
+  for (const auto& [mode, owner, error] : {std::make_tuple(0644, 65534, "belongs to user 65534"),
+                                           std::make_tuple(0666, 0, "writable by group or others")}) {
+    ASSERT_EQ(0, ::chown(state.c_str(), owner, static_cast<gid_t>(-1)));
+    ASSERT_EQ(0, ::chmod(state.c_str(), mode));
+    RunResult refused = host.fihost({"restore", "--yes", "--state", state});
+    EXPECT_EQ(1, refused.status);
+    EXPECT_NE(std::string::npos, refused.err.find(error)) << refused.err;
+  }
 }
 
 TEST_F(FihostRestore, UnconfirmedRestoreChangesNothing) {
   host.rmsim({"reset-counters"});
   for (const char* answer : {"no\n", "", "YES please\n"}) {
-    RunResult run = restore(R"({"fihost_state": 1, "snapshots": [{"device": "/dev/sdc",
+    RunResult run = restore(R"({"fihost_state": 1, "snapshots": [{"device": "/dev/sdc\u001b[2J\u0007",
         "node": "<hitachifi>UDID##HITACHI##HDS##410001##256", "source": "UDID##HITACHI##HDS##410001##256",
         "snapshot": "UDID##HITACHI##HDS##410001##512", "method": "Hitachi_ShadowImage",
         "provider_state": "<VdiskList></VdiskList>"}]})",
@@ -309,6 +347,7 @@ TEST_F(FihostRestore, UnconfirmedRestoreChangesNothing) {
     EXPECT_EQ(1, run.status) << answer;
     EXPECT_NE(std::string::npos, run.err.find("/dev/sdc")) << "the prompt names the devices: " << run.err;
     EXPECT_NE(std::string::npos, run.err.find("not confirmed")) << run.err;
+    EXPECT_EQ(std::string::npos, run.err.find_first_of("\x1b\x07")) << "control bytes reach the terminal";
   }
   RunResult show = host.rmsim({"show"});
   EXPECT_NE(std::string::npos, show.out.find("counters (0)")) << "the array was called:\n" << show.out;

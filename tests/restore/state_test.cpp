@@ -77,19 +77,24 @@ TEST_F(ProviderState, SetReadsEveryVdiskOfTheListWithinTheBlock) {
     size_t length;
     int result;
     std::string state;
+    std::string reason;  // of the invalid-input message, when refused
   } cases[] = {
       {"the source also collects the snapshot's pairs", list(source2 + copy2), 0, 0,
-       list(vdisk("257", false, snapPair(0, 4, 3) + snapPair(0, 2, 3)) + copy2)},
-      {"only the snapshot", list(copy2), 0, 0, list(kSource + copy2)},
+       list(vdisk("257", false, snapPair(0, 4, 3) + snapPair(0, 2, 3)) + copy2), ""},
+      {"only the snapshot", list(copy2), 0, 0, list(kSource + copy2), ""},
       {"two snapshots: the last one read stays", list(copy2 + vdisk("769", true, snapPair(3, 6, 3))), 0, 0,
-       list(kSource + vdisk("769", true, snapPair(3, 6, 3)))},
-      {"no list", source2 + copy2, 0, 0, list(kSource + kCopy)},
-      {"a list without vdisks", list(""), 0, 0, list(kSource + kCopy)},
+       list(kSource + vdisk("769", true, snapPair(3, 6, 3))), ""},
+      {"no list", source2 + copy2, 0, 0, list(kSource + kCopy), ""},
+      {"a list without vdisks", list(""), 0, 0, list(kSource + kCopy), ""},
       {"nothing past the length is read", list(source2) + copy2, list(source2).size(), 0,
-       list(source2 + kCopy)},
+       list(source2 + kCopy), ""},
       {"a length that ends inside the list", list(source2 + copy2), list(source2).size(), 0,
-       list(kSource + kCopy)},
-      {"a truth value that is no truth value", list(badTruth), 0, 6, list(kSource + kCopy)},
+       list(kSource + kCopy), ""},
+      {"a truth value that is no truth value", list(badTruth), 0, 6, list(kSource + kCopy),
+       "unreadable value '2' in the provider state."},
+      {"over 64 KiB is refused unread", list(copy2 + std::string(65536, ' ')), 0, 6, list(kSource + kCopy),
+       "provider state of " + std::to_string(list(copy2).size() + 65536) +
+           " bytes, more than the 65536 accepted."},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -102,9 +107,9 @@ TEST_F(ProviderState, SetReadsEveryVdiskOfTheListWithinTheBlock) {
     const std::vector<std::string> messages = plugin->takeMessages();
     EXPECT_EQ(c.result ? 1u : 0u, messages.size());
     if (c.result) {
-      EXPECT_EQ(
-          0u, messages.at(0).find("MSG_ERROR_HITACHI_INVALID_INPUT: API call setProviderState has got "
-                                  "invalid input due to reason unreadable value '2' in the provider state."))
+      EXPECT_EQ(0u, messages.at(0).find("MSG_ERROR_HITACHI_INVALID_INPUT: API call setProviderState has got "
+                                        "invalid input due to reason " +
+                                        c.reason))
           << messages[0];
     }
   }
