@@ -32,7 +32,8 @@ the default model that \\fBrmsim init\\fR loads, as a starting point for a model
 .SH ENVIRONMENT
 .TP
 RMSIM_DB
-the state file, when \\-\\-db is not given
+the state file, when \\-\\-db is not given; else state.db in $XDG_RUNTIME_DIR/rmsim or ~/.cache/rmsim.
+A state file that belongs to another user or that group or others may write is refused
 .SH EXIT STATUS
 0 done; 1 refused (the message says why); 2 usage.
 .SH SEE ALSO

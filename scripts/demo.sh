@@ -22,7 +22,7 @@ export HITACHIFI_SYSFS_ROOT="$work/sys"   # the host's disks
 export HITACHIFI_CACHE_DIR="$work/cache"  # instance-number files
 export HITACHIFI_TRACE_DIR="$work/log"
 export HITACHIFI_HOSTNAME=demo-host       # the host groups are named after it
-mkdir -p "$HITACHIFI_CACHE_DIR" "$HITACHIFI_TRACE_DIR"
+mkdir -p -m 0755 "$HITACHIFI_CACHE_DIR" "$HITACHIFI_TRACE_DIR"  # the plugin refuses folders others may write
 rmsim="$build/sim/rmsim"
 fihost="$build/tools/fihost/fihost"
 started=$(date +%s)

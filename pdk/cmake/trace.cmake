@@ -1,2 +1,2 @@
 # Trace log.
-pdk_add_family(pdk_trace src/cfitracelog.cpp)
+pdk_add_family(pdk_trace src/cfitracelog.cpp src/cfisafefolder.cpp)

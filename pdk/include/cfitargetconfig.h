@@ -9,10 +9,19 @@
 namespace frim_pdk_4_4 {
 
 // A "snapshot_resource_spec" value that cannot be read. what() names the
-// line and says what is wrong with it, for the administrator.
+// line and says what is wrong with it, for the administrator, quoting the
+// entry; line() and column() (both from 1, 0 when unknown) place it without
+// quoting, for a value whose content must not be shown.
 class CFiTargetConfigError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit CFiTargetConfigError(const std::string& what, int line = 0, int column = 0)
+      : std::runtime_error(what), m_line(line), m_column(column) {}
+  int line() const { return m_line; }
+  int column() const { return m_column; }
+
+ private:
+  int m_line;
+  int m_column;
 };
 
 // The snapshot targets an administrator configured per source device: the

@@ -33,7 +33,10 @@ enum : int {
 //   HITACHIFI_TRACE_LEVEL  highest level written (default: initialize's level)
 // A line above the level is rejected before any formatting is done. When the
 // file cannot be opened the log stays silent: tracing never fails an
-// operation. Before initialize() only the environment applies; with no
+// operation. The file is opened without following a link, and not at all
+// in a folder that someone other than root or this process's user owns or
+// may write in (one line on standard error says why). Control bytes in a
+// line, but tabs, are written as blanks. Before initialize() only the environment applies; with no
 // HITACHIFI_TRACE_DIR set, nothing is written.
 class CFiTraceLog : public virtual CFiRefCount {
  public:
@@ -58,7 +61,8 @@ class CFiTraceLog : public virtual CFiRefCount {
   // Full path of the log file, empty while nothing can be written.
   const ACE_String_Base<char>& path() const { return m_path; }
 
-  void setErrorManager(const CFiSmartPtr<CFiErrorManager, CFiContextSingletonAllocator<CFiErrorManager>>& manager);
+  void setErrorManager(
+      const CFiSmartPtr<CFiErrorManager, CFiContextSingletonAllocator<CFiErrorManager>>& manager);
   const CFiSmartPtr<CFiErrorManager, CFiContextSingletonAllocator<CFiErrorManager>>& errorManager() const {
     return m_errorManager;
   }

@@ -91,6 +91,12 @@ class ParamHandler : public DefaultHandler {
   void startDTD(const XMLCh* const, const XMLCh* const, const XMLCh* const) override {
     throw CFiConfigXmlError("document type declarations are refused");
   }
+  // Nothing the document names is read: no schema, no external entity, no
+  // URL. Schema loading is off as well; this is the backstop for whatever
+  // Xerces would still try to resolve.
+  InputSource* resolveEntity(const XMLCh* const, const XMLCh* const) override {
+    throw CFiConfigXmlError("external resources are refused");
+  }
   void fatalError(const SAXParseException& e) override {
     throw CFiConfigXmlError("line " + std::to_string(e.getLineNumber()) + ": " + utf8(e.getMessage()));
   }
@@ -217,9 +223,16 @@ void CFiConfigParamInfoList::updateXML() {
 std::vector<CFiConfigParamInfo> CFiConfigParamInfoList::parseXML(const std::string& xml) {
   ensureXerces();
   std::unique_ptr<SAX2XMLReader> reader(XMLReaderFactory::createXMLReader());
+  // A parameter list is read as it stands: a schema location in it
+  // (xsi:schemaLocation, xsi:noNamespaceSchemaLocation) names a file or a
+  // URL, and neither is opened.
   reader->setFeature(XMLUni::fgSAX2CoreValidation, false);
   reader->setFeature(XMLUni::fgXercesLoadExternalDTD, false);
+  reader->setFeature(XMLUni::fgXercesSchema, false);
+  reader->setFeature(XMLUni::fgXercesLoadSchema, false);
+  reader->setFeature(XMLUni::fgXercesDisableDefaultEntityResolution, true);
   ParamHandler handler;
+  reader->setEntityResolver(&handler);
   reader->setContentHandler(&handler);
   reader->setErrorHandler(&handler);
   reader->setLexicalHandler(&handler);
@@ -235,7 +248,7 @@ std::vector<CFiConfigParamInfo> CFiConfigParamInfoList::parseXML(const std::stri
 }
 
 std::string CFiConfigurationPathTool::getCacheLocationInfo() {
-  const char* dir = std::getenv("HITACHIFI_CACHE_DIR");
+  const char* dir = ::secure_getenv("HITACHIFI_CACHE_DIR");
   return (dir != nullptr && *dir != '\0') ? dir : "/var/cache/hitachifi";
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <sstream>
 
 #include "cfiudid.h"
 
@@ -49,12 +48,27 @@ bool endsInDeviceId(const std::string& target) {
                      [](char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; });
 }
 
-std::vector<std::string> split(const std::string& text, char separator) {
-  std::vector<std::string> parts;
-  std::istringstream in(text);
-  for (std::string part; std::getline(in, part, separator);) parts.push_back(part);
-  if (!text.empty() && text.back() == separator) parts.emplace_back();  // getline drops a last empty part
+// A part of a text and the offset of its first byte in that text.
+struct Part {
+  std::string text;
+  size_t at;
+};
+
+std::vector<Part> split(const std::string& text, char separator) {
+  std::vector<Part> parts;
+  size_t start = 0;
+  for (size_t end; (end = text.find(separator, start)) != std::string::npos; start = end + 1)
+    parts.push_back({text.substr(start, end - start), start});
+  if (start < text.size() || (!text.empty() && text.back() == separator))
+    parts.push_back({text.substr(start), start});
   return parts;
+}
+
+// Offset of the first non-blank byte of `part` (the end when there is none).
+size_t firstNonBlank(const Part& part) {
+  size_t i = 0;
+  while (i < part.text.size() && std::isspace(static_cast<unsigned char>(part.text[i]))) ++i;
+  return part.at + i;
 }
 
 }  // namespace
@@ -62,14 +76,17 @@ std::vector<std::string> split(const std::string& text, char separator) {
 void CFiTargetConfig::parse(const std::string& text) {
   std::map<std::string, std::vector<std::string>> parsed;
   int number = 0;
-  for (const std::string& line : split(text, '\n')) {
+  for (const Part& line : split(text, '\n')) {
     ++number;
-    auto fail = [number](const std::string& what) {
-      throw CFiTargetConfigError("snapshot_resource_spec line " + std::to_string(number) + ": " + what);
+    size_t column = 0;  // of the entry or target at fault, from 0
+    auto fail = [&number, &column](const std::string& what) {
+      throw CFiTargetConfigError("snapshot_resource_spec line " + std::to_string(number) + ": " + what,
+                                 number, static_cast<int>(column) + 1);
     };
-    for (std::string entry : split(withoutComment(line), ';')) {
-      entry = trim(entry);
+    for (const Part& part : split(withoutComment(line.text), ';')) {
+      const std::string entry = trim(part.text);
       if (entry.empty()) continue;
+      column = firstNonBlank(part);
       size_t equals = entry.find('=');
       if (equals == std::string::npos)
         fail("expected '<source UDID> = <target>[, <target>...]', found '" + entry + "'");
@@ -81,10 +98,13 @@ void CFiTargetConfig::parse(const std::string& text) {
         fail("source '" + source + "' is not a device UDID (reason " + std::to_string(e.getReason()) + ")");
       }
       std::vector<std::string>& targets = parsed[udidKey(source)];
-      std::vector<std::string> listed = split(entry.substr(equals + 1), ',');
+      const size_t listAt = part.text.find('=') + 1;
+      const std::vector<Part> listed = split(part.text.substr(listAt), ',');
+      column = part.at + listAt;
       if (listed.empty()) fail("no target after '=' for '" + source + "'");
-      for (std::string target : listed) {
-        target = trim(target);
+      for (const Part& listedTarget : listed) {
+        column = part.at + listAt + firstNonBlank(listedTarget);
+        const std::string target = trim(listedTarget.text);
         if (target.empty()) fail("missing target for '" + source + "'");
         if (!endsInDeviceId(target)) fail("target '" + target + "' does not end in '##<device id>'");
         if (std::find(targets.begin(), targets.end(), target) != targets.end()) {

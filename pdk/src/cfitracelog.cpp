@@ -13,6 +13,7 @@
 #include <string>
 
 #include "cfierrormanager.h"
+#include "cfisafefolder.h"
 
 namespace frim_pdk_4_4 {
 
@@ -21,7 +22,7 @@ namespace {
 char const* const kDefaultDirectory = "/var/log/hitachifi";
 
 char const* envOrNull(char const* name) {
-  char const* value = std::getenv(name);
+  char const* value = ::secure_getenv(name);
   return (value != nullptr && *value != '\0') ? value : nullptr;
 }
 
@@ -84,15 +85,31 @@ void CFiTraceLog::openFile() {
   }
   std::string directory(m_directory.c_str());
   std::string file = m_fileName.length() ? m_fileName.c_str() : "hitachifi.log";
+  m_openFailed = true;
+  m_path.clear();
+  // The file name comes from the caller or the environment: it names a file
+  // in the folder, never one elsewhere.
+  if (file.find('/') != std::string::npos || file == "." || file == "..") return;
   makeDirectories(directory);
-  std::string path = directory + "/" + file;
-  m_fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-  if (m_fd < 0) {
-    m_openFailed = true;
-    m_path.clear();
+  int folder = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (folder < 0) return;
+  // A process that may run as root writes no line into a folder another
+  // user can change: a planted link would turn the trace into a write to
+  // any file. Said once on standard error, since the trace cannot say it.
+  const std::string unsafe = unsafeFolderReason(folder, directory);
+  if (!unsafe.empty()) {
+    ::close(folder);
+    const std::string line =
+        std::string(m_name.length() ? m_name.c_str() : "pdk") + ": no trace written: " + unsafe + "\n";
+    ssize_t rc = ::write(STDERR_FILENO, line.data(), line.size());
+    (void)rc;
     return;
   }
-  m_path = path.c_str();
+  m_fd = ::openat(folder, file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0644);
+  ::close(folder);
+  if (m_fd < 0) return;
+  m_openFailed = false;
+  m_path = (directory + "/" + file).c_str();
 }
 
 void CFiTraceLog::closeFile() {
@@ -133,9 +150,13 @@ void CFiTraceLog::vtrace(int level, char const* format, va_list args) {
   if (body > 0)
     length += static_cast<size_t>(body) < room - length ? static_cast<size_t>(body) : room - length - 1;
   line.resize(length);
-  // One call, one line: texts from the array may carry line breaks.
+  // One call, one line: texts from the array may carry line breaks, and
+  // no text may carry a terminal's control sequence to whoever reads the
+  // log. Every control byte becomes a blank, but the tab, which the
+  // plugin's own record dumps are laid out with.
   for (size_t i = bodyStart; i < length; ++i) {
-    if (line[i] == '\n' || line[i] == '\r') line[i] = ' ';
+    const unsigned char byte = static_cast<unsigned char>(line[i]);
+    if ((byte < 0x20 && byte != '\t') || byte == 0x7f) line[i] = ' ';
   }
   line.push_back('\n');
 

@@ -13,7 +13,7 @@
 namespace {
 
 const char* overrideName() {
-  const char* name = std::getenv("HITACHIFI_HOSTNAME");
+  const char* name = ::secure_getenv("HITACHIFI_HOSTNAME");
   return (name != nullptr && *name != '\0') ? name : nullptr;
 }
 
@@ -39,7 +39,7 @@ std::string fromHostsFile(const char* file, const std::string& name) {
 bool CCmnNetwork::getFQDN(const std::string& name, std::string& out) {
   out.clear();
   if (name.empty()) return false;
-  const char* hostsFile = std::getenv("HITACHIFI_HOSTS_FILE");
+  const char* hostsFile = ::secure_getenv("HITACHIFI_HOSTS_FILE");
   if (hostsFile != nullptr && *hostsFile != '\0') {
     out = fromHostsFile(hostsFile, name);
     return !out.empty();

@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "cfisafefolder.h"
+
 int CInstanceManager::m_minInstanceNo = 0;
 int CInstanceManager::m_maxInstanceNo = 0;
 std::string CInstanceManager::m_instanceNoPath;
@@ -45,13 +47,37 @@ struct Recorded {
 
 bool exists(const std::string& path) { return ACE_OS::access(path.c_str(), F_OK) == 0; }
 
+// Opens the file at `path` in its folder, refusing a folder that someone
+// other than root or this process's user owns or may write in: there a
+// planted link or a swapped file would have this process, often root,
+// rewrite a file of someone else's choosing. Never follows a link.
+ACE_HANDLE openInSafeFolder(const std::string& path, int flags, mode_t mode) {
+  const size_t slash = path.rfind('/');
+  std::string folderPath = slash == std::string::npos ? "." : path.substr(0, slash);
+  while (folderPath.size() > 1 && folderPath.back() == '/') folderPath.pop_back();  // "dir//key"
+  if (folderPath.empty()) folderPath = "/";
+  const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+  const int folder = ::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (folder < 0) return ACE_INVALID_HANDLE;
+  const std::string unsafe = frim_pdk_4_4::unsafeFolderReason(folder, folderPath);
+  if (!unsafe.empty()) {
+    ::close(folder);
+    throw ErrorInstanceNo("Refused: " + unsafe, EPERM, std::strerror(EPERM));
+  }
+  const int handle = ::openat(folder, name.c_str(), flags | O_NOFOLLOW | O_CLOEXEC, mode);
+  const int error = errno;
+  ::close(folder);
+  errno = error;
+  return handle;
+}
+
 // An open instance-number file whose first byte is write-locked for the life
 // of this object. The lock is given back explicitly before anything is
 // reported; the descriptor closes when the object goes.
 class LockedFile {
  public:
   LockedFile(const std::string& path, int flags, mode_t mode, const char* openFailure) {
-    ACE_HANDLE handle = ACE_OS::open(path.c_str(), flags, mode);
+    ACE_HANDLE handle = openInSafeFolder(path, flags, mode);
     if (handle == ACE_INVALID_HANDLE) fail(openFailure);
     m_lock.set_handle(handle);
     // Waits until granted; a signal only interrupts the wait. Going on
@@ -70,13 +96,28 @@ class LockedFile {
   ACE_HANDLE handle() { return m_lock.get_handle(); }
   bool read(Record& record) { return ACE_OS::read(handle(), &record, sizeof record) > 0; }
   bool write(const Record& record) { return ACE_OS::write(handle(), &record, sizeof record) >= 1; }
-  bool seek(long offset) { return ACE_OS::lseek(handle(), offset, SEEK_SET) == offset; }
+  bool seek(long offset) {
+    if (offset < 0) {
+      errno = EINVAL;  // as lseek would; an offset of -1 would match its failure result below
+      return false;
+    }
+    return ACE_OS::lseek(handle(), offset, SEEK_SET) == offset;
+  }
 
  private:
   ACE_File_Lock m_lock{ACE_INVALID_HANDLE, false};
 };
 
-long offsetOf(int number) { return static_cast<long>(number - CInstanceManager::getMinInstanceNo()) * 8; }
+// Offset of a number's record; -1 (a seek that fails with EINVAL) for a
+// number outside the range, such as one read from a damaged record: writing
+// it back where it claims to be could grow the file without bound.
+void fillInstanceNoFile(const std::string& path, int flags);
+
+long offsetOf(int number) {
+  if (number < CInstanceManager::getMinInstanceNo() || number > CInstanceManager::getMaxInstanceNo())
+    return -1;
+  return (static_cast<long>(number) - CInstanceManager::getMinInstanceNo()) * 8;
+}
 
 // Creates the file for first use. It is filled under a name of this
 // process's own and then linked into place, so that processes starting
@@ -85,7 +126,10 @@ long offsetOf(int number) { return static_cast<long>(number - CInstanceManager::
 void createInPlace(const std::string& path) {
   const std::string aside = path + ".new." + std::to_string(ACE_OS::getpid());
   try {
-    CInstanceManager::createInstanceNoFile(aside);
+    // A leftover of an ended process with this id goes first; whatever
+    // appears under the name after that is not ours, and O_EXCL refuses it.
+    ACE_OS::unlink(aside.c_str());
+    fillInstanceNoFile(aside, O_CREAT | O_EXCL | O_RDWR);
   } catch (...) {
     ACE_OS::unlink(aside.c_str());
     throw;
@@ -113,9 +157,16 @@ void CInstanceManager::setInstanceNoPath(std::string path) { m_instanceNoPath = 
 std::string CInstanceManager::getFilePath(std::string key) { return m_instanceNoPath + "//" + key; }
 
 int CInstanceManager::createInstanceNoFile(std::string path) {
+  fillInstanceNoFile(path, O_CREAT | O_TRUNC | O_RDWR);
+  return 0;
+}
+
+namespace {
+
+void fillInstanceNoFile(const std::string& path, int flags) {
   Recorded recorded;
-  LockedFile file(path, O_CREAT | O_TRUNC | O_RDWR, 0644, "Unable to create file");
-  for (int n = m_minInstanceNo; n <= m_maxInstanceNo; ++n) {
+  LockedFile file(path, flags, 0644, "Unable to create file");
+  for (int n = CInstanceManager::getMinInstanceNo(); n <= CInstanceManager::getMaxInstanceNo(); ++n) {
     if (!file.write(Record{n, -1})) {
       recorded.note("Write failed with error", errno);
       break;
@@ -123,8 +174,9 @@ int CInstanceManager::createInstanceNoFile(std::string path) {
   }
   file.unlock();
   recorded.throwIfSet();
-  return 0;
 }
+
+}  // namespace
 
 int CInstanceManager::getInstanceNo(std::string key, int& number) {
   number = -1;
@@ -218,7 +270,7 @@ int CInstanceManager::releaseInstanceNo(std::string key, int number) {
 }
 
 int CInstanceManager::readInstanceNoFile(std::string path) {
-  ACE_HANDLE handle = ACE_OS::open(path.c_str(), O_RDONLY);
+  ACE_HANDLE handle = openInSafeFolder(path, O_RDONLY, 0);
   if (handle == ACE_INVALID_HANDLE) fail("Unable to open file");
   Recorded recorded;
   for (int n = m_minInstanceNo; n <= m_maxInstanceNo; ++n) {

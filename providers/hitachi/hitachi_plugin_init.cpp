@@ -10,6 +10,7 @@
 #include "cficontextsingleton.h"
 #include "cfimessagecatalog.h"
 #include "cfiprivatedatamgr.h"
+#include "cfisafefolder.h"
 #include "cfiudid.h"
 #include "device_discovery_base.h"
 #include "hitachi_instanceManager.h"
@@ -75,6 +76,14 @@ int CHitachiPlugin::init() {
   if (::access(path.c_str(), F_OK) != 0) ::mkdir(path.c_str(), 0755);  // failure shows when the file is used
   HITACHI_TRACE(FI_TRACE_DETAIL, "CHitachiPlugin::init : File location for instance number is %s",
                 path.c_str());
+  // Instance-number files are rewritten by every process, root's included:
+  // a folder another user can change is refused here and by every later
+  // use of the files, which then fail with the same reason. A folder that
+  // could not be made shows when a file is used, as before.
+  const std::string unsafe = ::access(path.c_str(), F_OK) == 0 ? unsafeFolderReason(path) : std::string();
+  if (!unsafe.empty())
+    HITACHI_TRACE(FI_TRACE_ERROR, "CHitachiPlugin::init : no instance number is taken from %s: %s",
+                  path.c_str(), unsafe.c_str());
   CInstanceManager::setMinMaxInstanceNo(601, 699);
   CInstanceManager::setInstanceNoPath(path);
   return ZFI_OK;

@@ -27,16 +27,26 @@ std::string blockText(const zfi_blob* block) {
 
 // A record that cannot be read back is the framework's block at fault; it is
 // reported as invalid input rather than left to escape the operation.
-[[noreturn]] void throwUnreadable(const invalidData& e, const char* file, int line) {
+[[noreturn]] void throwInvalidState(const std::string& reason, const char* file, int line) {
   CHitachiException failure;
   failure.m_kind = HITACHI_EXC_INVALID_INPUT;
   failure.m_errorNumber = -1;
   failure.m_apiName = "setProviderState";
-  failure.m_reason = std::string("unreadable value '") + e.getContents().c_str() + "' in the provider state";
+  failure.m_reason = reason;
   failure.m_file = file;
   failure.m_line = line;
   throw failure;
 }
+
+[[noreturn]] void throwUnreadable(const invalidData& e, const char* file, int line) {
+  throwInvalidState(std::string("unreadable value '") + e.getContents().c_str() + "' in the provider state",
+                    file, line);
+}
+
+// The state of one node is two device records, a few KiB at most. Reading
+// a state takes time that grows with the square of its length, so a larger
+// block is refused before it is read.
+const size_t kLargestState = 64 * 1024;
 
 }  // namespace
 
@@ -70,6 +80,10 @@ int CHitachiPlugin::getProviderState(zfi_domain* node, zfi_blob* block) {
 int CHitachiPlugin::setProviderState(zfi_domain* node, zfi_blob* block) {
   HITACHI_TRACE_FUNCTION("CHitachiPlugin::setProviderState");
   const std::string text = blockText(block);
+  if (text.size() > kLargestState)
+    throwInvalidState("provider state of " + std::to_string(text.size()) + " bytes, more than the " +
+                          std::to_string(kLargestState) + " accepted",
+                      __FILE__, __LINE__);
 
   CHitachiPrivateData* data = GetPrivateData(node);
   if (data == nullptr) {

@@ -40,7 +40,9 @@ const char kUsage[] =
     "  checksum SERIAL LDEV             SHA-256 of the LDEV's data (as sha256sum prints it)\n"
     "  set KEY VALUE                    copy_reads, copy_seconds, latency_ms, version\n"
     "  maxmmun SERIAL N                 set the array's mirror units per volume\n"
-    "The state file is --db FILE, else $RMSIM_DB, else /tmp/rmsim-<uid>.db.\n";
+    "The state file is --db FILE, else $RMSIM_DB, else state.db in $XDG_RUNTIME_DIR/rmsim or "
+    "~/.cache/rmsim.\n"
+    "sysfs writes only below a folder of your own that no one else may write (mktemp -d).\n";
 
 int usage() {
   std::cerr << kUsage;

@@ -5,11 +5,14 @@
 #include <cstdlib>
 
 #include "sim_schema.h"
+#include "sim_state_path.h"
 #include "sim_turns.h"
 
 namespace rmsim {
 
 Db::Db(const std::string& path) : m_path(path) {
+  checkStateFile(path);
+
   if (sqlite3_open_v2(path.c_str(), &m_db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX,
                       nullptr) != SQLITE_OK) {
     std::string message = m_db ? sqlite3_errmsg(m_db) : "out of memory";
@@ -65,11 +68,7 @@ int Db::changes() const { return sqlite3_changes(m_db); }
 
 int64_t Db::lastInsertId() const { return sqlite3_last_insert_rowid(m_db); }
 
-std::string Db::defaultPath() {
-  const char* path = std::getenv("RMSIM_DB");
-  if (path && *path) return path;
-  return "/tmp/rmsim-" + std::to_string(::getuid()) + ".db";
-}
+std::string Db::defaultPath() { return defaultStatePath(); }
 
 Statement::Statement(sqlite3* db, const std::string& sql) : m_db(db) {
   if (sqlite3_prepare_v2(db, sql.c_str(), -1, &m_stmt, nullptr) != SQLITE_OK) {

@@ -48,7 +48,7 @@ class Db {
   // While set, prepare() refuses statements that write (WriteNeeded).
   void setReadOnly(bool readOnly) { m_readOnly = readOnly; }
 
-  // $RMSIM_DB, or /tmp/rmsim-<uid>.db when it is unset or empty.
+  // $RMSIM_DB, else a state file in a folder of the user's own (defaultStatePath).
   static std::string defaultPath();
 
  private:

@@ -8,7 +8,7 @@
 namespace rmsim {
 
 std::string Simulator::hostName() {
-  const char* override = std::getenv("RMSIM_HOSTNAME");
+  const char* override = ::secure_getenv("RMSIM_HOSTNAME");
   if (override && *override) return override;
   char host[256] = {0};
   if (::gethostname(host, sizeof(host) - 1) != 0 || host[0] == '\0') return "localhost";

@@ -1,8 +1,17 @@
 // Configuration parameters, their XML description, and the cache location.
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/inotify.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
+#include <fstream>
 #include <string>
+#include <thread>
 
 #include "cficonfigparam.h"
 
@@ -95,6 +104,58 @@ TEST(ConfigParamList, DocumentTypesAreRefusedSoNoEntityIsDeclaredOrFetched) {
   EXPECT_EQ("<&>", CFiConfigParamInfoList::parseXML(
                        "<parameters><parameter name=\"&lt;&amp;&#62;\"/></parameters>")[0]
                        .m_name);
+}
+
+// A schema location names a file or a URL: the parser opens neither.
+// inotify sees any open of the file; a loopback listener counts and closes
+// at once every connection, before the parser could go on, so a fetch is
+// counted by the time parseXML returns.
+TEST(ConfigParamList, SchemaLocationsAreNeitherReadNorFetched) {
+  char folder[] = "/tmp/config-schema.XXXXXX";
+  ASSERT_NE(nullptr, ::mkdtemp(folder));
+  const std::string schema = std::string(folder) + "/parameters.xsd";
+  std::ofstream(schema) << "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\"/>";
+  const int watch = ::inotify_init1(IN_NONBLOCK);
+  ASSERT_LE(0, ::inotify_add_watch(watch, schema.c_str(), IN_OPEN));
+  const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  ASSERT_EQ(0, ::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address));
+  ASSERT_EQ(0, ::listen(listener, 4));
+  ASSERT_EQ(0, ::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size));
+  int stop[2];
+  ASSERT_EQ(0, ::pipe(stop));
+  std::atomic<int> connections{0};
+  std::thread server([&] {
+    for (pollfd ready[2] = {{listener, POLLIN, 0}, {stop[0], POLLIN, 0}};
+         ::poll(ready, 2, -1) > 0 && ready[1].revents == 0;) {
+      ++connections;
+      ::close(::accept(listener, nullptr, nullptr));
+    }
+  });
+  const std::string url = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/parameters.xsd";
+  const std::string xsi = "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" ";
+  for (const std::string& root :
+       {"<parameters " + xsi + "xsi:noNamespaceSchemaLocation=\"" + schema + "\">",
+        "<parameters " + xsi + "xsi:noNamespaceSchemaLocation=\"" + url + "\">",
+        "<parameters xmlns=\"urn:p\" " + xsi + "xsi:schemaLocation=\"urn:p " + url + "\">",
+        "<parameters xmlns=\"urn:p\" " + xsi + "xsi:schemaLocation=\"urn:p file://" + schema + "\">"}) {
+    SCOPED_TRACE(root);
+    size_t read = 0;
+    EXPECT_NO_THROW(
+        read = CFiConfigParamInfoList::parseXML(root + "<parameter name=\"n\"/></parameters>").size());
+    EXPECT_EQ(1u, read);
+    char event[sizeof(inotify_event) + 256];
+    EXPECT_EQ(-1, ::read(watch, event, sizeof event)) << "the schema file was opened";
+    EXPECT_EQ(0, connections.load()) << "the schema URL was fetched";
+  }
+  ASSERT_EQ(1, ::write(stop[1], "x", 1));
+  server.join();
+  for (int fd : {listener, watch, stop[0], stop[1]}) ::close(fd);
+  ::unlink(schema.c_str());
+  ::rmdir(folder);
 }
 
 // The plugin tests move it with HITACHIFI_CACHE_DIR.

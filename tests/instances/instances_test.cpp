@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -182,12 +183,52 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(InstanceNumbers, DamagedFilesNeverCorruptOtherRecords) {
   // A number before the range, or a record claiming one, has no place in
   // the file: nothing else may be overwritten in its stead.
+  // Nor may a number far past the range grow the file to where it claims
+  // to be, or one near the lowest int wrap around into the range.
   std::vector<Record> full = range(::getpid());
   full[1] = {500, 0x7ffffff0};
+  full[2] = {INT32_MAX, 0x7ffffff0};
+  full[3] = {INT32_MIN, 0x7ffffff0};
   writeRecords(full);
   EXPECT_EQ("Read failed with error", thrown([] { CInstanceManager::releaseInstanceNo("key", 600); }));
+  EXPECT_EQ("Read failed with error", thrown([] { CInstanceManager::releaseInstanceNo("key", INT32_MIN); }));
   EXPECT_EQ("Write failed with error", thrown([] { CInstanceManager::reclaimInstanceNo("key"); }));
   EXPECT_TRUE(records() == full);
+  EXPECT_EQ(99u * 8, std::filesystem::file_size(CInstanceManager::getFilePath("key")));
+}
+
+// The files are often rewritten by root: a link planted where a file goes,
+// or a folder someone else may change, must not make it write elsewhere.
+TEST_F(InstanceNumbers, NoFileIsWrittenThroughALinkOrInAFolderOthersCanChange) {
+  const std::string victim = dir + "/victim";
+  std::ofstream(victim) << "root's";
+  const std::string aside = CInstanceManager::getFilePath("key") + ".new." + std::to_string(::getpid());
+  ASSERT_EQ(0, ::symlink(victim.c_str(), aside.c_str()));  // where a new file is filled
+  EXPECT_EQ(601, CInstanceNumber().get("key"));
+  ASSERT_EQ(0, ::symlink(victim.c_str(), CInstanceManager::getFilePath("linked").c_str()));
+  EXPECT_EQ("Unable to open file", thrown([] { CInstanceNumber().get("linked"); }));
+  EXPECT_EQ("Unable to open file", thrown([this] { CInstanceManager::readInstanceNoFile(dir + "/linked"); }));
+  std::ifstream kept(victim);
+  EXPECT_EQ("root's", std::string(std::istreambuf_iterator<char>(kept), {}));
+
+  const struct {
+    mode_t mode;
+    uid_t owner;  // -1: as created
+    std::string refusal;
+  } folders[] = {
+      {0777, static_cast<uid_t>(-1), "Refused: the folder " + dir + " is writable by group or others"},
+      {0755, 65534,
+       "Refused: the folder " + dir + " belongs to user 65534, neither root nor this process's user"},
+  };
+  for (const auto& f : folders) {
+    if (f.owner != static_cast<uid_t>(-1) && ::geteuid() != 0) continue;  // only root can give a folder away
+    ASSERT_EQ(0, ::chmod(dir.c_str(), f.mode));
+    ASSERT_EQ(0, ::chown(dir.c_str(), f.owner, static_cast<gid_t>(-1)));
+    EXPECT_EQ(f.refusal, thrown([] { CInstanceNumber().get("key"); }));
+    EXPECT_EQ(f.refusal, thrown([] { CInstanceManager::reclaimInstanceNo("key"); }));
+    ASSERT_EQ(0, ::chmod(dir.c_str(), 0700));
+    ASSERT_EQ(0, ::chown(dir.c_str(), ::geteuid(), static_cast<gid_t>(-1)));
+  }
 }
 
 }  // namespace

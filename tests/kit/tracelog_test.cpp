@@ -1,10 +1,12 @@
 // The trace log: line format, entering/exiting lines, level filter, and
 // lines of several processes sharing one file.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -61,12 +63,14 @@ TEST_F(TraceLog, OneLinePerCallWithTimePidAndLevelFilteredByInitializeOrEnvironm
   log->trace(1, "error %d", 1);
   log->trace(2, "two\nlines");
   log->trace(3, "detail");
-  ::setenv("HITACHIFI_TRACE_LEVEL", "1", 1);  // the environment wins over the argument
+  log->trace(1, "esc\x1b[31m bell\x07 del\x7f tab\tkept");  // no byte reaches a terminal as a command
+  ::setenv("HITACHIFI_TRACE_LEVEL", "1", 1);                // the environment wins over the argument
   initialize(*log, 6);
   ::unsetenv("HITACHIFI_TRACE_LEVEL");
   log->trace(2, "dropped");
   log->trace(1, "kept");
-  EXPECT_EQ((std::vector<std::string>{"error 1", "two lines", "kept"}), lines());
+  EXPECT_EQ((std::vector<std::string>{"error 1", "two lines", "esc [31m bell  del  tab\tkept", "kept"}),
+            lines());
   std::ifstream in(dir.path + "/unit.log");
   std::string line;
   std::getline(in, line);
@@ -77,6 +81,47 @@ TEST_F(TraceLog, OneLinePerCallWithTimePidAndLevelFilteredByInitializeOrEnvironm
   log->initialize("unit", ACE_CString("/proc/no-such-dir"), ACE_CString(), 6, false);
   log->trace(1, "nowhere");  // silently
   EXPECT_EQ(0u, log->path().length());
+}
+
+// The log is often written by root: no line goes through a planted link,
+// outside the folder, or into a folder someone else may change.
+TEST_F(TraceLog, NoLineGoesThroughALinkOutOfTheFolderOrIntoAFolderOthersCanChange) {
+  const std::string victim = dir.path + "/victim", logs = dir.path + "/logs";
+  std::ofstream(victim) << "root's\n";
+  ASSERT_EQ(0, ::mkdir(logs.c_str(), 0755));
+  ASSERT_EQ(0, ::symlink(victim.c_str(), (logs + "/unit.log").c_str()));
+  for (const char* file : {"unit.log", "../escaped.log"}) {
+    SCOPED_TRACE(file);
+    CFiTraceLogPtr fresh(new CFiTraceLog());
+    fresh->initialize("unit", ACE_CString(logs.c_str()), ACE_CString(file), 6, false);
+    fresh->trace(1, "written");
+    EXPECT_EQ(0u, fresh->path().length());
+  }
+  std::ifstream kept(victim);
+  EXPECT_EQ("root's\n", std::string(std::istreambuf_iterator<char>(kept), {}));
+  EXPECT_NE(0, ::access((dir.path + "/escaped.log").c_str(), F_OK));
+
+  const struct {
+    mode_t mode;
+    uid_t owner;
+    std::string why;
+  } folders[] = {{0777, ::geteuid(), "is writable by group or others"},
+                 {0755, 65534, "belongs to user 65534, neither root nor this process's user"}};
+  for (const auto& f : folders) {
+    if (f.owner != ::geteuid() && ::geteuid() != 0) continue;  // only root can give a folder away
+    ASSERT_EQ(0, ::chmod(dir.path.c_str(), f.mode));
+    ASSERT_EQ(0, ::chown(dir.path.c_str(), f.owner, static_cast<gid_t>(-1)));
+    CFiTraceLogPtr fresh(new CFiTraceLog());
+    initialize(*fresh, 6);
+    ::testing::internal::CaptureStderr();
+    fresh->trace(1, "written");
+    fresh->trace(1, "written again");
+    EXPECT_EQ("unit: no trace written: the folder " + dir.path + " " + f.why + "\n",
+              ::testing::internal::GetCapturedStderr());
+    EXPECT_NE(0, ::access((dir.path + "/unit.log").c_str(), F_OK));
+    ASSERT_EQ(0, ::chown(dir.path.c_str(), ::geteuid(), static_cast<gid_t>(-1)));
+    ASSERT_EQ(0, ::chmod(dir.path.c_str(), 0700));
+  }
 }
 
 TEST_F(TraceLog, ProcessesSharingAFileNeverTearLines) {

@@ -37,16 +37,18 @@ class Loader : public ::testing::Test {
     fs::create_directories(root + fs::path(kLibrary).parent_path().string());
     fs::copy_file(std::string(SIM_ROOT) + "/usr/lib/libsvrrm.so", root + kLibrary);
     fs::create_directories(traces);
-    // The setuid probe runs as nobody and must still reach its trace folder.
+    // The setuid probe runs as nobody and must still reach its trace folder,
+    // which no one else may write.
     fs::permissions(dir, fs::perms::owner_all | fs::perms::group_exec | fs::perms::others_exec);
-    fs::permissions(traces, fs::perms::all);
+    fs::permissions(traces, fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
+                                fs::perms::others_read | fs::perms::others_exec);
   }
   void TearDown() override { fs::remove_all(dir); }
 
   // Runs `probe` with the root set and a level 2 trace in `traces`.
   Outcome run(const std::string& probe) {
-    const std::string command = "env FRIM_DLOPEN_ROOT='" + root + "' HITACHIFI_TRACE_DIR='" + traces +
-                                "' HITACHIFI_TRACE_LEVEL=2 '" + probe + "' " + kLibrary + " 2>&1";
+    const std::string command =
+        "env FRIM_DLOPEN_ROOT='" + root + "' '" + probe + "' " + kLibrary + " '" + traces + "' 2>&1";
     Outcome outcome;
     FILE* pipe = ::popen(command.c_str(), "r");
     if (pipe == nullptr) return outcome;
@@ -78,6 +80,7 @@ TEST_F(Loader, SetuidProcessIgnoresTheRootAndSaysSo) {
   fs::copy_file(LOADER_PROBE, probe);
   ASSERT_EQ(0, ::chown(probe.c_str(), kNobody, kNobody));
   ASSERT_EQ(0, ::chmod(probe.c_str(), 04755));
+  ASSERT_EQ(0, ::chown(traces.c_str(), kNobody, kNobody));  // nobody's own trace folder
   struct statvfs mount {};
   ASSERT_EQ(0, ::statvfs(dir.c_str(), &mount));
   if (mount.f_flag & ST_NOSUID) GTEST_SKIP() << dir << " is on a file system mounted nosuid";

@@ -151,7 +151,7 @@ lintian_step() {
 sim_host() {
   work=$SCRATCH/$step
   rm -rf "$work"
-  mkdir -p "$work/cache" "$work/log"
+  mkdir -p -m 0755 "$work/cache" "$work/log"
   export FRIM_DLOPEN_ROOT=$root$SIMROOT
   export RMSIM_DB=$work/rmsim.db
   export HITACHIFI_SYSFS_ROOT=$work/sys

@@ -2,9 +2,12 @@
 // "snapshot_resource_spec" text built from them, and the per-node private
 // data, the factory that shares it between nodes and the targets it reads.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cficontextsingleton.h"
@@ -187,6 +190,29 @@ TEST_F(ConfiguredTargets, UnsetValueIsTakenFromTheEnvironmentOrAFileItNames) {
   EXPECT_THROW(CFiPrivateDataManager().getTargetConfig(), CFiTargetConfigError);
   ::setenv("HITACHIFI_SNAPSHOT_RESOURCE_SPEC", "broken", 1);
   EXPECT_THROW(CFiPrivateDataManager().getTargetConfig(), CFiTargetConfigError);
+
+  // A file may be one the caller could not read: a fault is placed, never quoted.
+  char file[] = "/tmp/targets.XXXXXX";
+  const int fd = ::mkstemp(file);
+  ASSERT_LE(0, fd);
+  ::close(fd);
+  const std::string line2 = std::string("  ") + kSource + " = secret";
+  for (const auto& [text, where] :
+       {std::make_pair(std::string("secret\n"), std::string("line 1, column 1")),
+        std::make_pair("# secret\n" + line2 + "\n",
+                       "line 2, column " + std::to_string(line2.find("secret") + 1))}) {
+    std::ofstream(file) << text;
+    ::setenv("HITACHIFI_SNAPSHOT_RESOURCE_SPEC", (std::string("@") + file).c_str(), 1);
+    try {
+      CFiPrivateDataManager().getTargetConfig();
+      ADD_FAILURE() << text;
+    } catch (const CFiTargetConfigError& e) {
+      EXPECT_EQ("snapshot_resource_spec: the file '" + std::string(file) +
+                    "' named by HITACHIFI_SNAPSHOT_RESOURCE_SPEC is malformed at " + where,
+                e.what());
+    }
+  }
+  ::unlink(file);
 }
 
 }  // namespace

@@ -90,8 +90,10 @@ void checkHost(Findings& findings, Plugin& plugin, std::unique_ptr<RmLibrary>& l
   struct stat info {};
   bool folder =
       ::stat(cache.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && ::access(cache.c_str(), W_OK) == 0;
-  findings.add("cache folder", folder, cache + (folder ? " is writable" : " is missing or not writable"),
-               "create it (mode 0755) for the user that runs backups, or set HITACHIFI_CACHE_DIR");
+  findings.add(
+      "cache folder", folder, cache + (folder ? " is writable" : " is missing or not writable"),
+      "create it as root with mode 0755, or set HITACHIFI_CACHE_DIR; the plugin refuses a folder that "
+      "belongs to neither root nor the user running it, or that group or others may write");
   try {
     for (const InstanceFile& file : readInstanceFiles(cache)) {
       bool writable = ::access(file.path.c_str(), R_OK | W_OK) == 0;
@@ -102,8 +104,9 @@ void checkHost(Findings& findings, Plugin& plugin, std::unique_ptr<RmLibrary>& l
                    file.key + ": " + std::to_string(file.freeCount()) + " of " +
                        std::to_string(file.records.size()) + " numbers free, " + std::to_string(stale) +
                        " held by ended processes" + (writable ? "" : ", not writable"),
-                   writable ? "run fihost instances --reclaim to free the numbers of ended processes"
-                            : "make the file readable and writable for the user that runs backups");
+                   writable
+                       ? "run fihost instances --reclaim to free the numbers of ended processes"
+                       : "run fihost as the user that runs backups; never make the file writable for others");
     }
   } catch (const Problem& problem) {
     findings.add("instance file", false, problem.what(),
@@ -113,8 +116,10 @@ void checkHost(Findings& findings, Plugin& plugin, std::unique_ptr<RmLibrary>& l
   const std::string trace =
       env("HITACHIFI_TRACE_DIR", "/var/log/hitachifi") + "/" + env("HITACHIFI_TRACE_FILE", "hitachifi.log");
   bool traceOk = writableFile(trace);
-  findings.add("trace file", traceOk, trace + (traceOk ? " is writable" : " cannot be written"),
-               "create the folder for the user that runs backups, or set HITACHIFI_TRACE_DIR");
+  findings.add(
+      "trace file", traceOk, trace + (traceOk ? " is writable" : " cannot be written"),
+      "create the folder as root with mode 0755, or set HITACHIFI_TRACE_DIR; no trace is written into "
+      "a folder that belongs to another user or that group or others may write");
   std::map<std::string, const HostDisk*> arrays;  // serial -> a disk of that array
   for (const HostDisk& disk : disks)
     if (!disk.serial.empty() && !arrays.count(disk.serial)) arrays[disk.serial] = &disk;

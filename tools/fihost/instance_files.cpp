@@ -21,6 +21,7 @@ namespace {
 
 constexpr int kFirstNumber = 601;  // the plugin's range
 constexpr int kLastNumber = 699;
+constexpr off_t kLargestFile = (kLastNumber - kFirstNumber + 1) * 8;
 
 struct RawRecord {
   int32_t number;
@@ -37,7 +38,7 @@ std::string systemError(const std::string& what, const std::string& path) {
 class LockedFile {
  public:
   LockedFile(const std::string& path, bool write) {
-    m_fd = ::open(path.c_str(), write ? O_RDWR : O_RDONLY);
+    m_fd = ::open(path.c_str(), (write ? O_RDWR : O_RDONLY) | O_NOFOLLOW | O_CLOEXEC);
     if (m_fd < 0) throw Problem(systemError("cannot open", path));
     struct flock lock {};
     lock.l_type = write ? F_WRLCK : F_RDLCK;
@@ -64,6 +65,11 @@ class LockedFile {
     if (info.st_size % 8 != 0)
       throw Problem(path + " is " + std::to_string(info.st_size) +
                     " bytes long, not a whole number of 8-byte records: not an instance-number file");
+    // The plugin's range fills 99 records; a longer file (a sparse one can
+    // claim any size) is not read into memory.
+    if (info.st_size > kLargestFile)
+      throw Problem(path + " is " + std::to_string(info.st_size) + " bytes long, more than the " +
+                    std::to_string(kLargestFile) + " of an instance-number file");
     std::vector<RawRecord> records(static_cast<size_t>(info.st_size / 8));
     size_t bytes = records.size() * sizeof(RawRecord);
     if (bytes && ::pread(m_fd, records.data(), bytes, 0) != static_cast<ssize_t>(bytes))
@@ -91,7 +97,8 @@ std::string commandOf(int pid) {
 // another never sees it truncated.
 void createFile(const std::string& path) {
   const std::string aside = path + ".new." + std::to_string(::getpid());
-  int fd = ::open(aside.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0644);
+  ::unlink(aside.c_str());  // a leftover of an ended process; whatever appears now is refused
+  int fd = ::open(aside.c_str(), O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_WRONLY, 0644);
   if (fd < 0) throw Problem(systemError("cannot create", aside));
   std::vector<RawRecord> records;
   for (int n = kFirstNumber; n <= kLastNumber; ++n) records.push_back(RawRecord{n, -1});

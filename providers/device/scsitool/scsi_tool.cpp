@@ -40,7 +40,7 @@ int peripheralType(const std::string& path) {
 }  // namespace
 
 std::string sysfsRoot() {
-  const char* root = std::getenv("HITACHIFI_SYSFS_ROOT");
+  const char* root = ::secure_getenv("HITACHIFI_SYSFS_ROOT");
   return (root != nullptr && *root != '\0') ? root : "/sys";
 }
 
