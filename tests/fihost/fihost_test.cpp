@@ -64,10 +64,11 @@ TEST(FihostUsage, UsageErrorsExitTwoWithTheUsageLineAndEverySubcommandHasHelp) {
       {{}, "usage: fihost [OPTIONS] SUBCOMMAND"},
       {{"frobnicate"}, "usage: fihost [OPTIONS] SUBCOMMAND"},
       {{"snapshot"}, "usage: fihost snapshot [OPTIONS] DEVICE..."},
-      {{"snapshot", "--wait", "-1", "/dev/sdc"}, "usage: fihost snapshot"},
+      {{"snapshot", "--wait", "-1", "/dev/sdc"}, "--wait: must be 0 or more, not -1"},
       {{"snapshot", "--interval", "soon", "/dev/sdc"}, "usage: fihost snapshot"},
       {{"snapshot", "--method", "Mirror", "/dev/sdc"}, "Hitachi_ShadowImage"},  // names the methods
-      {{"restore"}, "usage: fihost restore [OPTIONS]"},
+      {{"restore"}, "usage: fihost restore [OPTIONS] [FILE]"},
+      {{"restore", "a.json", "--state", "b.json"}, "excludes"},
       {{"restore", "--state", "f", "--timeout", "x"}, "usage: fihost restore"},
       {{"instances", "--reclaim-all"}, "usage: fihost instances"},
       {{"devices", "extra"}, "usage: fihost"},
@@ -86,11 +87,20 @@ TEST(FihostUsage, UsageErrorsExitTwoWithTheUsageLineAndEverySubcommandHasHelp) {
     EXPECT_NE(std::string::npos, run.out.find("2 usage")) << sub << ": exit codes documented";
     EXPECT_NE(std::string::npos, page.find(".SS " + sub)) << sub << " missing from the man page";
   }
+  for (const char* section : {".SH EXAMPLES", ".SH FILES", ".SH ENVIRONMENT", ".SH \"EXIT STATUS\"", "124"})
+    EXPECT_NE(std::string::npos, page.find(section)) << section << " missing from the man page";
+  RunResult rmsimHelp = host.rmsim({"--help"});
+  EXPECT_EQ(0, rmsimHelp.status);
+  EXPECT_EQ(0u, rmsimHelp.out.find("usage: rmsim")) << rmsimHelp.out;
+  // Global options where people type them: after the subcommand.
+  RunResult plugin = host.fihost({"check", "--plugin", "/no/plugin.so", "/dev/sdc"});
+  EXPECT_EQ(1, plugin.status);
+  EXPECT_NE(std::string::npos, plugin.err.find("cannot load the plugin /no/plugin.so")) << plugin.err;
 }
 
 TEST(FihostDevices, ListsTheHostsDisksWithTheirArrayIdentity) {
   SimHost host(kModel);
-  RunResult run = host.fihost({"--json", "devices"});
+  RunResult run = host.fihost({"devices", "--json"});
   ASSERT_EQ(0, run.status) << run.err;
   json doc = parsed(run);
   EXPECT_TRUE(doc["ok"].get<bool>());
@@ -128,6 +138,11 @@ TEST(FihostInstances, ReclaimFreesAnEndedHoldersNumberAndKeepsARunningOnes) {
   EXPECT_FALSE(listed["held"][0]["running"].get<bool>());
   EXPECT_TRUE(listed["held"][1]["running"].get<bool>());
   EXPECT_EQ(readRecords(file)[0].owner, ended) << "listing changed the file";
+  bool warned = false;
+  for (const json& f : parsed(host.fihost({"--json", "check"}))["host"])
+    warned |= f["check"] == "instance file" && f["warning"].get<bool>() &&
+              f["hint"].get<std::string>().find("fihost instances --reclaim") != std::string::npos;
+  EXPECT_TRUE(warned) << "check does not tell to reclaim the ended holder's number";
 
   RunResult run = host.fihost({"--json", "instances", "--reclaim"});
   ASSERT_EQ(0, run.status) << run.err;
@@ -230,23 +245,31 @@ TEST(FihostCheck, FindsEachDeviceProblemWithAHint) {
   EXPECT_EQ("fihost-test", device["host_group"]["name"]);
   EXPECT_EQ(1, device["lun"].get<int>());
   EXPECT_EQ("PSUS", device["pair"]["state"]);
+  EXPECT_EQ(0, device["pair"]["mirror_unit"].get<int>());
   EXPECT_TRUE(device["snapshot_possible"].get<bool>());
+  EXPECT_NE(std::string::npos,
+            healthy.fihost({"check", "/dev/sdc"}).out.find("partner LDEV 512 at mirror unit 0"));
 
   const char* const kTargets = "HITACHIFI_SNAPSHOT_RESOURCE_SPEC";
   const struct {
-    const char *variable, *value, *pairStatus, *hint;
+    const char *variable, *value, *pairStatus, *hint, *device = "/dev/sdc", *method = nullptr;
   } cases[] = {
       {"HITACHIFI_HOSTNAME", "elsewhere", nullptr, "host group"},  // no host group named after this host
       {nullptr, nullptr, "SMPL", "pair"},
       {nullptr, nullptr, "PSUE", "PSUE"},
       {kTargets, "UDID##HITACHI##HDS##410001##256 = 512", nullptr, "snapshot_resource_spec"},
       {kTargets, "UDID##HITACHI##HDS##410001##256 = UDID##HP##XP##520002##300", nullptr, "another array"},
+      {nullptr, nullptr, nullptr, "snapshot the primary /dev/sdc instead", "/dev/sde"},
+      {nullptr, nullptr, nullptr, "the command device only carries", "/dev/sdb"},
+      {nullptr, nullptr, nullptr, "is a method of HP XP arrays", "/dev/sdc", "HPXP_Snapshot"},
   };
   for (const auto& c : cases) {
     SimHost host(kModel);
     if (c.variable) ::setenv(c.variable, c.value, 1);
     if (c.pairStatus) host.rmsim({"pair", "410001", "256", "0", c.pairStatus});
-    RunResult run = host.fihost({"--json", "check", "/dev/sdc"});
+    std::vector<std::string> args = {"--json", "check", c.device};
+    if (c.method) args.insert(args.end(), {"--method", c.method});
+    RunResult run = host.fihost(args);
     EXPECT_EQ(1, run.status) << c.hint;
     std::string hints;
     const json doc = parsed(run);
@@ -267,6 +290,56 @@ TEST(FihostSnapshot, AnUnknownDeviceFailsBeforeThePluginIsTouched) {
   EXPECT_NE(std::string::npos, doc["error"].get<std::string>().find("UDID##VENDOR##PRODUCT##SERIAL##LDEV"));
   EXPECT_TRUE(doc["messages"].is_array());
   EXPECT_EQ("snapshot", doc["command"]);
+}
+
+// What cannot end in a recorded snapshot is refused before the first resync
+// where it can be seen then, and as soon as it shows while waiting.
+TEST(FihostSnapshot, RefusesWhatCannotSucceedWithCheckHintAndSaysWhatItLeft) {
+  const struct {
+    std::vector<std::string> setUp;  // an rmsim command, or none
+    std::vector<std::string> args;
+    int status;
+    const char* says;
+    bool resynced;
+  } cases[] = {
+      {{},
+       {"/dev/sde"},
+       1,
+       "(ZFI_E_INVALID: refused request or invalid argument); nothing was changed: /dev/sde (LDEV 512) "
+       "is the secondary volume of a pair whose primary is LDEV 256 (/dev/sdc)",
+       false},
+      {{}, {"--method", "HPXP_Snapshot", "/dev/sdc"}, 2, "is a method of HP XP arrays", false},
+      {{}, {"--state", "/no/folder/s.json", "/dev/sdc"}, 1, "cannot be written", false},
+      {{"pair", "410001", "256", "0", "PSUE"},
+       {"/dev/sdc"},
+       1,
+       "PSUE; nothing was changed: the pair is suspended",
+       false},
+      {{"suspend", "410001", "256", "0", "copy-end"},
+       {"/dev/sdc"},
+       1,
+       "PSUE and can never become ready",
+       true},
+      {{"set", "copy_reads", "1000000"}, {"--wait", "0", "/dev/sdc"}, 124, "left COPY", true},
+      {{"fault", "pairresync", "206", "1", "boom"},
+       {"/dev/sdc"},
+       1,
+       "FILE=providers/hitachi/hitachi_pairops.cpp",
+       true},
+  };
+  for (const auto& c : cases) {
+    SimHost host;
+    if (!c.setUp.empty()) {
+      ASSERT_EQ(0, host.rmsim(c.setUp).status);
+    }
+    host.rmsim({"journal", "--clear"});
+    std::vector<std::string> args = {"snapshot", "--interval", "0"};
+    args.insert(args.end(), c.args.begin(), c.args.end());
+    RunResult run = host.fihost(args);
+    EXPECT_EQ(c.status, run.status) << c.says << "\n" << run.err;
+    EXPECT_NE(std::string::npos, run.err.find(c.says)) << run.err;
+    EXPECT_EQ(c.resynced, host.rmsim({"journal"}).out.find("pairresync") != std::string::npos) << c.says;
+  }
 }
 
 class FihostRestore : public ::testing::Test {
@@ -322,10 +395,11 @@ TEST_F(FihostRestore, UnconfirmedRestoreChangesNothing) {
 TEST(FihostRoundTrip, SnapshotAndRestoreAcrossTwoProcessesForEachMethod) {
   const struct {
     const char *device, *method, *serial, *ldev;
-  } cases[] = {{"/dev/sdc", "Hitachi_ShadowImage", "410001", "256"},
-               {"/dev/sdo", "Hitachi_CopyOnWrite", "410001", "259"},
-               {"/dev/sdj", "HPXP_BusinessCopy", "520002", "300"},
-               {"/dev/sdk", "HPXP_Snapshot", "520002", "301"}};
+    int mirrorUnit;
+  } cases[] = {{"/dev/sdc", "Hitachi_ShadowImage", "410001", "256", 0},
+               {"/dev/sdo", "Hitachi_CopyOnWrite", "410001", "259", 3},
+               {"/dev/sdj", "HPXP_BusinessCopy", "520002", "300", 0},
+               {"/dev/sdk", "HPXP_Snapshot", "520002", "301", 3}};
   SimHost host;
   for (const auto& c : cases) {
     const std::string state = host.dir() + "/" + c.method + ".json", data = std::string("before ") + c.method;
@@ -334,6 +408,7 @@ TEST(FihostRoundTrip, SnapshotAndRestoreAcrossTwoProcessesForEachMethod) {
         {"--json", "snapshot", "--method", c.method, "--interval", "0", "--state", state, c.device});
     ASSERT_EQ(0, snap.status) << c.method << "\n" << snap.out << snap.err;
     const std::string snapshot = parsed(snap)["snapshots"][0]["snapshot"];
+    EXPECT_EQ(c.mirrorUnit, parsed(snap)["snapshots"][0]["mirror_unit"].get<int>()) << c.method;
     EXPECT_EQ(0u, snapshot.find("UDID##")) << snapshot;
     EXPECT_EQ(data, host.rmsim({"read", c.serial, snapshot.substr(snapshot.rfind("##") + 2)}).out);
 
@@ -345,17 +420,65 @@ TEST(FihostRoundTrip, SnapshotAndRestoreAcrossTwoProcessesForEachMethod) {
   }
 }
 
-TEST(FihostRoundTrip, RestoreTimeoutStopsTheWaitAndReportsThePairsLeft) {
-  SimHost host(kModel);
-  const std::string state = host.dir() + "/state.json";
-  ASSERT_EQ(0, host.fihost({"snapshot", "--interval", "0", "--state", state, "/dev/sdc"}).status);
-  host.rmsim({"set", "copy_reads", "1000000"});  // the reverse copy never ends
-  RunResult run = host.fihost({"--json", "restore", "--yes", "--timeout", "1", "--state", state});
-  EXPECT_EQ(124, run.status);
-  json doc = parsed(run);
-  EXPECT_TRUE(doc["timed_out"].get<bool>());
-  ASSERT_EQ(1u, doc["pairs"].size());
-  EXPECT_EQ("RCPY", doc["pairs"][0]["state"]);
+// One partner holds one snapshot: Monday's state file, once Tuesday's
+// snapshot has overwritten its partner, would restore Tuesday's data.
+TEST(FihostRoundTrip, AStateFileWhosePartnerALaterSnapshotOverwroteIsRefused) {
+  SimHost host;
+  const std::string mon = host.dir() + "/mon.json", tue = host.dir() + "/tue.json";
+  host.rmsim({"write", "410001", "256", "MONDAY"});
+  ASSERT_EQ(0, host.fihost({"snapshot", "--interval", "0", "--state", mon, "/dev/sdc"}).status);
+  host.rmsim({"write", "410001", "256", "TUESDAY"});
+  RunResult tuesday = host.fihost({"snapshot", "--interval", "0", "--state", tue, "/dev/sdc"});
+  ASSERT_EQ(0, tuesday.status) << tuesday.err;
+  EXPECT_NE(std::string::npos,
+            tuesday.out.find("partner LDEV 512 of array 410001, mirror unit 0 (PSUS) will be "
+                             "overwritten; it holds snapshot 1 of /dev/sdc taken 20"))
+      << tuesday.out;
+  host.rmsim({"write", "410001", "256", "WEDNESDAY"});
+
+  RunResult stale = host.fihost({"restore", "--yes", mon});
+  EXPECT_EQ(1, stale.status);
+  EXPECT_NE(std::string::npos, stale.err.find("is stale: the snapshot of /dev/sdc taken 20")) << stale.err;
+  EXPECT_NE(std::string::npos, stale.err.find("was replaced by snapshot 2 taken 20")) << stale.err;
+  EXPECT_NE(std::string::npos, stale.err.find("(state file " + tue + ")")) << stale.err;
+  EXPECT_EQ("WEDNESDAY", host.rmsim({"read", "410001", "256"}).out);
+
+  RunResult asked = host.fihost({"restore", tue}, "no\n");
+  EXPECT_EQ(3, asked.status);
+  EXPECT_NE(std::string::npos, asked.err.find("<- UDID##HITACHI##HDS##410001##512, taken 20")) << asked.err;
+  ASSERT_EQ(0, host.fihost({"restore", "--yes", tue}).status);
+  EXPECT_EQ("TUESDAY", host.rmsim({"read", "410001", "256"}).out);
+}
+
+// A restore ends, with the pairs' states, on a pair that fails, on the time
+// limit; the numbers its killed child held are given back.
+TEST(FihostRoundTrip, RestoreEndsOnAFailedPairOrTheTimeLimitAndReportsThePairsLeft) {
+  const struct {
+    std::vector<std::string> setUp, extra;
+    int status;
+    const char *state, *next;
+  } cases[] = {
+      {{"suspend", "410001", "256", "0", "copy-end"}, {}, 1, "PSUE", "resynchronise it on the array"},
+      {{"set", "copy_reads", "1000000"}, {"--timeout", "1"}, 124, "RCPY", "run fihost restore"},
+  };
+  for (const auto& c : cases) {
+    SimHost host(kModel);
+    const std::string state = host.dir() + "/state.json";
+    ASSERT_EQ(0, host.fihost({"snapshot", "--interval", "0", "--state", state, "/dev/sdc"}).status);
+    host.rmsim({"set", "copy_reads", "3"});
+    host.rmsim(c.setUp);
+    std::vector<std::string> args = {"--json", "restore", "--yes", state};
+    args.insert(args.end(), c.extra.begin(), c.extra.end());
+    RunResult run = host.fihost(args);
+    EXPECT_EQ(c.status, run.status) << run.err;
+    json doc = parsed(run);
+    EXPECT_EQ(c.status == 124, doc["timed_out"].get<bool>());
+    ASSERT_EQ(1u, doc["pairs"].size());
+    EXPECT_EQ(c.state, doc["pairs"][0]["state"]);
+    EXPECT_NE(std::string::npos, doc["pairs"][0]["next"].get<std::string>().find(c.next)) << doc.dump(1);
+    for (const json& file : parsed(host.fihost({"--json", "instances"}))["files"])
+      EXPECT_TRUE(file["held"].empty()) << file.dump();
+  }
 }
 
 }  // namespace
