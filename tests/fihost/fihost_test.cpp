@@ -8,12 +8,34 @@
 #include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
-#include "fihost_run.h"
+#include "plugin_host.h"
+#include "process_run.h"
 
 using nlohmann::json;
 
 namespace {
+
+// fihost and rmsim run as separate processes in a private simulated host
+// named "fihost-test", its model (rmsim's model text; the default model when
+// empty) loaded and the sysfs tree of its host disks written.
+class SimHost : public SimulatedHost {
+ public:
+  explicit SimHost(const std::string& model = "") : SimulatedHost("fihost-test") {
+    std::ofstream(dir() + "/model") << model;
+    const RunResult loaded =
+        model.empty() ? rmsim({"init", "fihost-test"}) : rmsim({"load", dir() + "/model", "fihost-test"});
+    if (loaded.status != 0) throw std::runtime_error("rmsim cannot load the model: " + loaded.err);
+    if (rmsim({"sysfs", sysfs()}).status != 0) throw std::runtime_error("rmsim sysfs failed");
+  }
+  RunResult fihost(const std::vector<std::string>& args, const std::string& input = "") const {
+    return runProgram(FIHOST_PATH, args, input, dir());
+  }
+  RunResult rmsim(const std::vector<std::string>& args) const {
+    return runProgram(RMSIM_PATH, args, "", dir());
+  }
+};
 
 // A HITACHI array with a command device, a ShadowImage and Copy-on-Write
 // source; an HP array this host sees without a command device.
