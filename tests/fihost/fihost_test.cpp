@@ -161,10 +161,11 @@ TEST(FihostInstances, ReclaimFreesAnEndedHoldersNumberAndKeepsARunningOnes) {
   EXPECT_TRUE(listed["held"][1]["running"].get<bool>());
   EXPECT_EQ(readRecords(file)[0].owner, ended) << "listing changed the file";
   bool warned = false;
-  for (const json& f : parsed(host.fihost({"--json", "check"}))["host"])
+  const json checked = parsed(host.fihost({"--json", "check"}));
+  for (const json& f : checked["host"])
     warned |= f["check"] == "instance file" && f["warning"].get<bool>() &&
               f["hint"].get<std::string>().find("fihost instances --reclaim") != std::string::npos;
-  EXPECT_TRUE(warned) << "check does not tell to reclaim the ended holder's number";
+  EXPECT_TRUE(warned) << checked.dump(1);
 
   RunResult run = host.fihost({"--json", "instances", "--reclaim"});
   ASSERT_EQ(0, run.status) << run.err;
@@ -498,8 +499,8 @@ TEST(FihostRoundTrip, RestoreEndsOnAFailedPairOrTheTimeLimitAndReportsThePairsLe
     ASSERT_EQ(1u, doc["pairs"].size());
     EXPECT_EQ(c.state, doc["pairs"][0]["state"]);
     EXPECT_NE(std::string::npos, doc["pairs"][0]["next"].get<std::string>().find(c.next)) << doc.dump(1);
-    for (const json& file : parsed(host.fihost({"--json", "instances"}))["files"])
-      EXPECT_TRUE(file["held"].empty()) << file.dump();
+    const json instances = parsed(host.fihost({"--json", "instances"}));
+    for (const json& file : instances["files"]) EXPECT_TRUE(file["held"].empty()) << file.dump();
   }
 }
 
