@@ -90,7 +90,7 @@ TEST(FihostUsage, UsageErrorsExitTwoWithTheUsageLineAndEverySubcommandHasHelp) {
       {{"snapshot", "--interval", "soon", "/dev/sdc"}, "usage: fihost snapshot"},
       {{"snapshot", "--method", "Mirror", "/dev/sdc"}, "Hitachi_ShadowImage"},  // names the methods
       {{"restore"}, "usage: fihost restore [OPTIONS] [FILE]"},
-      {{"restore", "a.json", "--state", "b.json"}, "excludes"},
+      {{"restore", "a.json", "--state", "b.json"}, "give the state file once"},
       {{"restore", "--state", "f", "--timeout", "x"}, "usage: fihost restore"},
       {{"instances", "--reclaim-all"}, "usage: fihost instances"},
       {{"devices", "extra"}, "usage: fihost"},

@@ -260,7 +260,7 @@ json checkDevice(Context& context, Plugin& plugin, RmLibrary* library, const std
     context.collect(plugin);
     std::vector<PluginMessage> met(context.messages.begin() + static_cast<long>(before),
                                    context.messages.end());
-    std::string hint = library ? secondaryVolumeHint(*library, disks, device) : "";
+    std::string hint = library && rc == ZFI_E_INVALID ? secondaryVolumeHint(*library, disks, device) : "";
     if (hint.empty()) hint = selectHint(met, rc);
     const std::string target = configuredTarget(device.udid);
     std::string vendor, serial, ldev;

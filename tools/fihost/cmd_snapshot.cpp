@@ -148,7 +148,7 @@ void waitUntilReady(Context& context, Plugin& plugin, FrameworkSession& session,
                                  context.messages.end());
   std::string hint;
   for (const Planned& p : planned) {
-    if (!library) break;
+    if (!library || rc != ZFI_E_INVALID) break;  // the plugin refuses a secondary with 3
     std::string secondary = secondaryVolumeHint(*library, disks, p.device);
     if (!secondary.empty()) hint += (hint.empty() ? "" : "; ") + secondary;
   }
@@ -196,6 +196,7 @@ int runSnapshot(Context& context, const SnapshotOptions& options) {
   // whether its pair can be split at all.
   for (Planned& p : planned) {
     p.chosen = parseProviderState(session.providerState(*p.node));
+    p.pair.error = "no RAID Manager library";
     if (library) {
       p.pair = probePair(*library, disks, p.chosen.source, p.chosen.snapshot.deviceId);
       const int status = p.pair.pair.found ? p.pair.pair.status : 1;

@@ -99,13 +99,10 @@ int main(int argc, char** argv) {
   RestoreOptions restore;
   CLI::App* restoreCmd = app.add_subcommand(
       "restore", "copy the snapshots of a state file back onto their source devices (overwrites them)");
-  CLI::Option* stateOption =
-      restoreCmd->add_option("--state", restore.stateFile, "the state file written by fihost snapshot")
-          ->type_name("FILE");
+  restoreCmd->add_option("--state", restore.stateFile, "the state file written by fihost snapshot")
+      ->type_name("FILE");
   std::string stateArgument;
-  restoreCmd->add_option("FILE", stateArgument, "the state file, as with --state")
-      ->type_name("FILE")
-      ->excludes(stateOption);
+  restoreCmd->add_option("FILE", stateArgument, "the state file, as with --state")->type_name("FILE");
   restoreCmd->add_flag("--yes", restore.yes, "do not ask for confirmation");
   seconds(restoreCmd, "--timeout", restore.timeout,
           "stop waiting after SECONDS (0: wait until done) and report the pairs' states");
@@ -133,6 +130,11 @@ int main(int argc, char** argv) {
   }
 
   if (restoreCmd->parsed()) {
+    if (!stateArgument.empty() && !restore.stateFile.empty()) {
+      std::fprintf(stderr, "fihost: give the state file once, as FILE or as --state FILE\n%s",
+                   usageLine(*restoreCmd).c_str());
+      return kExitUsage;
+    }
     if (!stateArgument.empty()) restore.stateFile = stateArgument;
     if (restore.stateFile.empty()) {
       std::fprintf(stderr, "fihost: restore needs the state file (FILE or --state FILE)\n%s",
