@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <iostream>
 
+#include "hints.h"
 #include "problem.h"
 
 namespace fihost {
@@ -24,10 +25,7 @@ void Context::collect(Plugin& plugin) {
 void Context::require(Plugin& plugin, int rc, const std::string& step) {
   if (rc == 0) return;
   collect(plugin);
-  std::string why = step + " returned " + std::to_string(rc);
-  if (rc == ZFI_E_NOT_SUPPORTED) why += " (not supported by this plugin)";
-  if (rc == ZFI_E_DELAYED_INIT) why += " (the plugin's discovery of the arrays failed)";
-  throw Problem(why);
+  throw Problem(step + " returned " + resultText(rc));
 }
 
 json Context::messagesJson() const {

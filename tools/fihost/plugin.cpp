@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "hints.h"
 #include "problem.h"
 
 namespace fihost {
@@ -51,8 +52,7 @@ Plugin::Plugin(const std::string& path, bool requireInit) : m_path(path) {
 }
 
 std::string Plugin::initFailure() const {
-  std::string why = m_initResult == ZFI_E_RMLIB ? " (the RAID Manager library cannot be loaded)" : "";
-  return "the plugin's init returned " + std::to_string(m_initResult) + why;
+  return "the plugin's init returned " + resultText(m_initResult);
 }
 
 Plugin::~Plugin() {
