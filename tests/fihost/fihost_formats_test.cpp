@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "catalogue.h"
 #include "hitachi_instanceManager.h"
 #include "instance_files.h"
 #include "problem.h"
@@ -84,6 +85,46 @@ TEST_F(FihostFiles, StateFileKeepsEveryFieldAndTheProviderStateVerbatim) {
   EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(dir), std::filesystem::directory_iterator()))
       << "the temporary file was left behind";
   EXPECT_THROW(writeStateFile(dir + "/no/such/state.json", written), Problem);
+}
+
+// A partner holds one point in time: the entry started on it last replaces
+// every earlier one the moment it is begun, made or not.
+TEST_F(FihostFiles, CatalogueKnowsWhichSnapshotEachPartnerHolds) {
+  Catalogue catalogue(dir + "/folder/catalogue.db");
+  auto entry = [](const char* session, const char* ldev) {
+    CatalogueEntry e;
+    e.session = session;
+    e.device = "/dev/sdc";
+    e.source = "UDID##HITACHI##HDS##410001##256";
+    e.method = "Hitachi_ShadowImage";
+    e.targetArray = "410001";
+    e.targetLdev = ldev;
+    return e;
+  };
+  std::vector<CatalogueEntry> monday = {entry("mon", "512"), entry("mon", "768")};
+  catalogue.begin(monday);
+  monday[0].target = "UDID##HITACHI##HDS##410001##512";
+  monday[0].providerState = kState;
+  monday[0].stateFile = "/var/mon.json";
+  monday[0].mirrorUnit = 0;
+  catalogue.complete({monday[0]});
+  EXPECT_EQ(kState, catalogue.findSnapshot("mon", "UDID##HITACHI##HDS##410001##512")->providerState);
+  EXPECT_FALSE(catalogue.findSnapshot("mon", "UDID##HITACHI##HDS##410001##768")) << "never made";
+
+  std::vector<CatalogueEntry> tuesday = {entry("tue", "512")};
+  Catalogue(dir + "/folder/catalogue.db").begin(tuesday);  // another process, in effect
+  const CatalogueEntry replaced = *catalogue.find(monday[0].id);
+  EXPECT_EQ(tuesday[0].id, replaced.replacedBy);
+  EXPECT_FALSE(replaced.intact());
+  EXPECT_EQ("/var/mon.json", replaced.stateFile);
+  EXPECT_EQ(tuesday[0].id, catalogue.latestOn("410001", "512")->id);
+  EXPECT_FALSE(catalogue.latestOn("410001", "512")->made());
+  EXPECT_EQ(0, catalogue.find(monday[1].id)->replacedBy) << "another partner is not touched";
+  EXPECT_FALSE(catalogue.latestOn("410001", "999"));
+  ASSERT_EQ(1u, catalogue.list().size()) << "only made entries are listed";
+  EXPECT_TRUE(catalogue.list("UDID##OTHER").empty());
+  EXPECT_THROW(catalogue.complete({entry("x", "1")}), Problem) << "an entry never begun";
+  EXPECT_THROW(Catalogue(dir + "/no/such/folder/catalogue.db"), Problem);
 }
 
 TEST_F(FihostFiles, InstanceNumbersAreSharedWithThePluginsAllocator) {

@@ -13,8 +13,10 @@
 #include <map>
 #include <memory>
 
+#include "catalogue.h"
 #include "context.h"
 #include "framework_nodes.h"
+#include "hints.h"
 #include "host_disks.h"
 #include "instance_files.h"
 #include "pair_probe.h"
@@ -25,17 +27,37 @@ namespace fihost {
 
 namespace {
 
+// A warning is shown with its hint but is no problem: it does not stand in
+// the way of the checked devices' snapshots.
 struct Finding {
   std::string name;
   bool ok = true;
+  bool warning = false;
   std::string detail;
   std::string hint;
+  std::string array;  // the array it concerns, "" for the host as a whole
 };
 
 class Findings {
  public:
-  void add(const std::string& name, bool ok, const std::string& detail, const std::string& hint = "") {
-    m_list.push_back(Finding{name, ok, detail, ok ? "" : hint});
+  void add(const std::string& name, bool ok, const std::string& detail, const std::string& hint = "",
+           const std::string& array = "") {
+    m_list.push_back(Finding{name, ok, false, detail, ok ? "" : hint, array});
+  }
+  void warn(const std::string& name, const std::string& detail, const std::string& hint) {
+    m_list.push_back(Finding{name, true, true, detail, hint, ""});
+  }
+  // Problems of arrays none of the checked devices is on become warnings.
+  void relateTo(const std::vector<std::string>& arrays) {
+    for (Finding& f : m_list) {
+      if (f.ok || f.array.empty()) continue;
+      bool related = false;
+      for (const std::string& a : arrays) related = related || a == f.array;
+      if (related) continue;
+      f.ok = true;
+      f.warning = true;
+      f.detail += " (no device checked is on this array)";
+    }
   }
   int problems() const {
     int n = 0;
@@ -45,12 +67,14 @@ class Findings {
   json toJson() const {
     json list = json::array();
     for (const Finding& f : m_list)
-      list.push_back({{"check", f.name}, {"ok", f.ok}, {"detail", f.detail}, {"hint", f.hint}});
+      list.push_back(
+          {{"check", f.name}, {"ok", f.ok}, {"warning", f.warning}, {"detail", f.detail}, {"hint", f.hint}});
     return list;
   }
   void print(const char* indent) const {
     for (const Finding& f : m_list) {
-      std::printf("%s%-4s %-18s %s\n", indent, f.ok ? "ok" : "FAIL", f.name.c_str(), f.detail.c_str());
+      std::printf("%s%-4s %-18s %s\n", indent, f.ok ? (f.warning ? "warn" : "ok") : "FAIL", f.name.c_str(),
+                  f.detail.c_str());
       if (!f.hint.empty()) std::printf("%s     %-18s hint: %s\n", indent, "", f.hint.c_str());
     }
   }
@@ -98,16 +122,31 @@ void checkHost(Findings& findings, Plugin& plugin, std::unique_ptr<RmLibrary>& l
       bool free = file.freeCount() > 0;
       int stale = 0;
       for (const InstanceRecord& r : file.records) stale += (r.holder >= 0 && !r.running) ? 1 : 0;
-      findings.add("instance file", writable && free,
-                   file.key + ": " + std::to_string(file.freeCount()) + " of " +
-                       std::to_string(file.records.size()) + " numbers free, " + std::to_string(stale) +
-                       " held by ended processes" + (writable ? "" : ", not writable"),
-                   writable ? "run fihost instances --reclaim to free the numbers of ended processes"
-                            : "make the file readable and writable for the user that runs backups");
+      const std::string detail = file.key + ": " + std::to_string(file.freeCount()) + " of " +
+                                 std::to_string(file.records.size()) + " numbers free, " +
+                                 std::to_string(stale) + " held by ended processes" +
+                                 (writable ? "" : ", not writable");
+      const char* reclaim = "run fihost instances --reclaim to free the numbers of ended processes";
+      if (writable && free && stale > 0)
+        findings.warn("instance file", detail, reclaim);
+      else
+        findings.add(
+            "instance file", writable && free, detail,
+            writable ? reclaim : "make the file readable and writable for the user that runs backups");
     }
   } catch (const Problem& problem) {
     findings.add("instance file", false, problem.what(),
                  "remove the damaged file; the plugin creates it anew");
+  }
+
+  try {
+    Catalogue catalogue;
+    findings.add("catalogue", true,
+                 catalogue.path() + ", " + std::to_string(catalogue.list().size()) + " snapshots recorded");
+  } catch (const Problem& problem) {
+    findings.add("catalogue", false, problem.what(),
+                 "make the cache folder writable for the user that runs backups: fihost snapshot records "
+                 "there which snapshot each partner holds");
   }
 
   const std::string trace =
@@ -127,7 +166,8 @@ void checkHost(Findings& findings, Plugin& plugin, std::unique_ptr<RmLibrary>& l
     if (!command) {
       findings.add(name, false, "array " + array.first + " has no command device on this host",
                    "map a command device (a LUN whose product name holds -CM) of array " + array.first +
-                       " to this host");
+                       " to this host",
+                   array.first);
       continue;
     }
     if (!folder) {
@@ -145,35 +185,11 @@ void checkHost(Findings& findings, Plugin& plugin, std::unique_ptr<RmLibrary>& l
                    command->name + " of array " + array.first + " answers (instance " +
                        std::to_string(instance.number()) + ")");
     } catch (const Problem& problem) {
-      findings.add(
-          name, false, command->name + " of array " + array.first + ": " + problem.what(),
-          "check that the command device is an LDEV of this array with the command device attribute");
+      findings.add(name, false, command->name + " of array " + array.first + ": " + problem.what(),
+                   "check that the command device is an LDEV of this array with the command device attribute",
+                   array.first);
     }
   }
-}
-
-// The hint for a select that failed, from what the plugin said.
-std::string selectHint(const std::vector<PluginMessage>& messages, int rc) {
-  std::string all;
-  for (const PluginMessage& m : messages) {
-    all += m.id + " " + m.text;
-    for (const std::string& d : m.details) all += " " + d;
-  }
-  auto has = [&all](const char* text) { return all.find(text) != std::string::npos; };
-  if (has("hostGroup correspoding to this host"))
-    return "no host group of the array is named after this host: name one after it (or set "
-           "HITACHIFI_HOSTNAME "
-           "to the name a host group carries)";
-  if (has("Invalid lun for snapshot")) return "the LDEV is not defined on the array";
-  if (has("snapshot_resource_spec"))
-    return "the configured targets cannot be read: fix snapshot_resource_spec";
-  if (has("could not find target Id")) return "the configured target is malformed: it must end in ##<LDEV>";
-  if (has("NO_SNAPSHOT_TARGET")) return "the device has no pair (SMPL): create a pair for it on the array";
-  if (rc == ZFI_E_INVALID)
-    return "the target is in another array than the source, or the device does not support the method; "
-           "check snapshot_resource_spec and --method";
-  if (rc == ZFI_E_NOT_SUPPORTED) return "this plugin build does not offer snapshots";
-  return "see the plugin's messages and its trace file";
 }
 
 // The first target configured for a device in
@@ -209,6 +225,18 @@ json checkDevice(Context& context, Plugin& plugin, RmLibrary* library, const std
   const std::string method = methodOption.empty() ? defaultMethod(device.vendor) : methodOption;
   report.update(
       {{"udid", device.udid}, {"disk", device.disk}, {"method", method}, {"node", nodeNameFor(device.udid)}});
+  for (const HostDisk& disk : disks) {
+    if (disk.udid != device.udid || !disk.commandDevice) continue;
+    findings.add("device", false,
+                 given + " is the command device of array " + device.serial + ", not a data volume",
+                 "name a data volume of the array: the command device only carries RAID Manager's commands");
+    return report;
+  }
+  const std::string mismatch = methodMismatch(method, device);
+  if (!mismatch.empty()) {
+    findings.add("method", false, mismatch, "choose a method of the device's array with --method");
+    return report;
+  }
 
   if (plugin.initResult() != 0) {
     findings.add("select", false, "not tried: " + plugin.initFailure(), "fix the host checks first");
@@ -232,13 +260,14 @@ json checkDevice(Context& context, Plugin& plugin, RmLibrary* library, const std
     context.collect(plugin);
     std::vector<PluginMessage> met(context.messages.begin() + static_cast<long>(before),
                                    context.messages.end());
-    std::string hint = selectHint(met, rc);
+    std::string hint = library ? secondaryVolumeHint(*library, disks, device) : "";
+    if (hint.empty()) hint = selectHint(met, rc);
     const std::string target = configuredTarget(device.udid);
     std::string vendor, serial, ldev;
     if (splitUdid(target, vendor, serial, ldev) && serial != device.serial)
       hint = "the configured target " + target + " is in another array (" + serial + ") than the source (" +
              device.serial + "): configure a target of array " + device.serial;
-    findings.add("select", false, std::string(step) + " returned " + std::to_string(rc), hint);
+    findings.add("select", false, std::string(step) + " returned " + resultText(rc), hint);
     session.deinitNodes();
     return report;
   }
@@ -292,15 +321,22 @@ json checkDevice(Context& context, Plugin& plugin, RmLibrary* library, const std
                     {"state", pairStatusName(status)},
                     {"copy_rate", probe.pair.copyRate}};
   report["snapshot_possible"] = possible;
-  std::string hint;
-  if (status == 5) hint = "the pair is suspended by an error (PSUE): resynchronise it on the array";
-  if (status == 7) hint = "a restore is copying back to the source (RCPY): wait until it is done";
-  if (status == 6 || status == 255)
-    hint = "the pair is in a state a split cannot use: repair it on the array";
+  std::string holds;
+  try {
+    auto held = Catalogue().latestOn(state.snapshot.enclosureId, state.snapshot.deviceId);
+    if (held && held->made()) {
+      holds = "; it holds snapshot " + std::to_string(held->id) + " taken " + held->taken;
+      report["holds"] = held->id;
+    }
+  } catch (const Problem&) {
+    // Reported with the host's checks.
+  }
   findings.add("pair", possible,
-               "LUN " + std::to_string(probe.lun) + ", mirror unit " + std::to_string(probe.pair.mirrorUnit) +
-                   ", " + pairStatusName(status) + (possible ? ": a snapshot can be taken now" : ""),
-               hint);
+               "LUN " + std::to_string(probe.lun) + ", partner LDEV " + state.snapshot.deviceId +
+                   " at mirror unit " + std::to_string(probe.pair.mirrorUnit) + ", " +
+                   pairStatusName(status) +
+                   (possible ? ": a snapshot can be taken now, on that partner" + holds : ""),
+               pairStateHint(status));
   return report;
 }
 
@@ -314,6 +350,17 @@ int runCheck(Context& context, const CheckOptions& options) {
   checkHost(host, plugin, library, disks);
   json devices = json::array();
   std::vector<Findings> perDevice(options.devices.size());
+  if (!options.devices.empty()) {
+    std::vector<std::string> arrays;
+    for (const std::string& given : options.devices) {
+      try {
+        arrays.push_back(resolveDevice(given, disks).serial);
+      } catch (const Problem&) {
+        // Reported with the device.
+      }
+    }
+    host.relateTo(arrays);
+  }
   int problems = host.problems();
   for (size_t i = 0; i < options.devices.size(); ++i) {
     json report = checkDevice(context, plugin, library.get(), disks, options.devices[i], options.method,

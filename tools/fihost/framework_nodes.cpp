@@ -64,18 +64,28 @@ int FrameworkSession::select() {
   return call(nullptr, const_cast<char*>(m_id.c_str()), m_splits.data(), static_cast<int>(m_splits.size()));
 }
 
+void FrameworkSession::refuseAfterProviderState(const char* step) const {
+  if (m_plugin.providerStateSet())
+    throw Problem(std::string(step) +
+                  " after a provider state was set in this process would address the "
+                  "wrong LUN; fihost does not do it");
+}
+
 int FrameworkSession::prepare() {
+  refuseAfterProviderState("prepare");
   auto call = m_plugin.entry<int (*)(zfi_splitnode*, char*, zfi_splitnode**, int, int)>("prepare");
   return call(nullptr, const_cast<char*>(m_id.c_str()), m_splits.data(), static_cast<int>(m_splits.size()),
               0);
 }
 
 int FrameworkSession::isReady() {
+  refuseAfterProviderState("isready");
   auto call = m_plugin.entry<int (*)(zfi_splitnode*, char*, zfi_splitnode**, int)>("isready");
   return call(nullptr, const_cast<char*>(m_id.c_str()), m_splits.data(), static_cast<int>(m_splits.size()));
 }
 
 int FrameworkSession::make(std::vector<std::string>& snapshots) {
+  refuseAfterProviderState("make");
   auto call =
       m_plugin.entry<int (*)(zfi_splitnode*, char*, zfi_splitnode**, int, frim_objid***, int*)>("make");
   frim_objid** objids = nullptr;
@@ -117,6 +127,7 @@ int FrameworkSession::setProviderState(FrameworkNode& node, const std::string& t
   zfi_blob blob{};
   blob.length = copy.size() + 1;
   blob.data = &copy[0];
+  m_plugin.noteProviderStateSet();
   return call(node.domain(), &blob, kProviderStateSet);
 }
 

@@ -53,7 +53,8 @@ class FrameworkNode {
 // A snapshot session as a framework runs it: every call goes to the
 // plugin's entry points with the session id and the nodes. Each call
 // returns the plugin's result; a caller that sees a failure takes the
-// plugin's messages with Plugin::takeMessages.
+// plugin's messages with Plugin::takeMessages. isready, prepare and make
+// throw Problem once a provider state has been set in this process.
 class FrameworkSession {
  public:
   FrameworkSession(Plugin& plugin, const std::string& id, std::vector<FrameworkNode*> nodes);
@@ -71,6 +72,7 @@ class FrameworkSession {
   void deinitNodes();
 
  private:
+  void refuseAfterProviderState(const char* step) const;
   Plugin& m_plugin;
   std::string m_id;
   std::vector<FrameworkNode*> m_nodes;

@@ -157,7 +157,7 @@ std::vector<InstanceFile> readInstanceFiles(const std::string& directory) {
   return files;
 }
 
-void reclaimInstanceFile(InstanceFile& file) {
+void reclaimInstanceFile(InstanceFile& file, int holder) {
   LockedFile locked(file.path, true);
   std::vector<RawRecord> raw = locked.readAll(file.path);
   file.records.clear();
@@ -165,7 +165,8 @@ void reclaimInstanceFile(InstanceFile& file) {
     InstanceRecord record;
     record.number = raw[i].number;
     record.holder = raw[i].owner < 0 ? -1 : raw[i].owner;
-    if (record.holder >= 0 && record.holder != ::getpid() && !processRuns(record.holder)) {
+    if (record.holder >= 0 && record.holder != ::getpid() && (holder < 0 || record.holder == holder) &&
+        !processRuns(record.holder)) {
       raw[i].owner = -1;
       locked.writeRecord(file.path, i, raw[i]);
       file.reclaimed.push_back(record.number);

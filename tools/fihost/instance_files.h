@@ -40,9 +40,10 @@ bool processRuns(int pid);
 // is not a whole number of records. No directory: an empty list.
 std::vector<InstanceFile> readInstanceFiles(const std::string& directory);
 
-// Frees, under the lock, every number whose holder no longer runs, and
-// records the numbers freed. Throws Problem when the file cannot be changed.
-void reclaimInstanceFile(InstanceFile& file);
+// Frees, under the lock, every number whose holder no longer runs (only
+// those of `holder` when it is given), and records the numbers freed.
+// Throws Problem when the file cannot be changed.
+void reclaimInstanceFile(InstanceFile& file, int holder = -1);
 
 // A number taken from a file for this process, given back on destruction.
 class HeldInstance {

@@ -3,6 +3,7 @@
 // framework does.
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 
 #include "context.h"
@@ -14,16 +15,21 @@ namespace {
 
 constexpr char kFooter[] =
     "Exit status: 0 done; 1 a problem was found or an operation failed (the plugin's messages say why); "
-    "2 usage.\n"
-    "Environment: HITACHIFI_SYSFS_ROOT, HITACHIFI_CACHE_DIR, HITACHIFI_TRACE_DIR, HITACHIFI_TRACE_FILE, "
-    "HITACHIFI_HOSTNAME, HITACHIFI_SNAPSHOT_RESOURCE_SPEC and FRIM_DLOPEN_ROOT as the plugin reads them.";
+    "2 usage; 3 restore not confirmed; 124 --timeout or --wait ran out; 130 interrupted (Ctrl-C).\n"
+    "Global options (--plugin, --json) may also follow the subcommand.";
 
 // --wait and friends: seconds, fractions allowed, never negative.
 CLI::Option* seconds(CLI::App* app, const std::string& name, double& value, const std::string& help) {
-  return app->add_option(name, value, help)
-      ->check(CLI::NonNegativeNumber)
-      ->type_name("SECONDS")
-      ->capture_default_str();
+  static const CLI::Validator notNegative(
+      [](std::string& text) -> std::string {
+        char* end = nullptr;
+        const double value = std::strtod(text.c_str(), &end);
+        if (text.empty() || *end != '\0') return "must be a number of seconds, not " + text;
+        if (!(value >= 0)) return "must be 0 or more, not " + text;
+        return "";
+      },
+      "", "seconds");
+  return app->add_option(name, value, help)->check(notNegative)->type_name("SECONDS")->capture_default_str();
 }
 
 // The "Usage:" line of an app's help, to show with a usage error.
@@ -55,6 +61,8 @@ int main(int argc, char** argv) {
                  "beside fihost)")
       ->type_name("PATH");
   app.add_flag("--json", context.asJson, "print one JSON document with the same facts instead of text");
+  // Lets the global options follow the subcommand, where people type them.
+  app.fallthrough();
 
   CLI::App* devices =
       app.add_subcommand("devices", "list the host's disks as the plugin's discovery sees them");
@@ -91,9 +99,13 @@ int main(int argc, char** argv) {
   RestoreOptions restore;
   CLI::App* restoreCmd = app.add_subcommand(
       "restore", "copy the snapshots of a state file back onto their source devices (overwrites them)");
-  restoreCmd->add_option("--state", restore.stateFile, "the state file written by fihost snapshot")
+  CLI::Option* stateOption =
+      restoreCmd->add_option("--state", restore.stateFile, "the state file written by fihost snapshot")
+          ->type_name("FILE");
+  std::string stateArgument;
+  restoreCmd->add_option("FILE", stateArgument, "the state file, as with --state")
       ->type_name("FILE")
-      ->required();
+      ->excludes(stateOption);
   restoreCmd->add_flag("--yes", restore.yes, "do not ask for confirmation");
   seconds(restoreCmd, "--timeout", restore.timeout,
           "stop waiting after SECONDS (0: wait until done) and report the pairs' states");
@@ -118,6 +130,15 @@ int main(int argc, char** argv) {
     for (CLI::App* sub : app.get_subcommands()) failed = sub;
     std::fprintf(stderr, "fihost: %s\n%s", e.what(), usageLine(*failed).c_str());
     return kExitUsage;
+  }
+
+  if (restoreCmd->parsed()) {
+    if (!stateArgument.empty()) restore.stateFile = stateArgument;
+    if (restore.stateFile.empty()) {
+      std::fprintf(stderr, "fihost: restore needs the state file (FILE or --state FILE)\n%s",
+                   usageLine(*restoreCmd).c_str());
+      return kExitUsage;
+    }
   }
 
   try {

@@ -36,4 +36,13 @@ PairProbe probePair(const RmLibrary& library, const std::vector<HostDisk>& disks
   return probe;
 }
 
+std::string pairStateText(const PairProbe& probe) {
+  if (!probe.error.empty()) return "unknown (" + probe.error + ")";
+  if (!probe.pair.found) return "not paired";
+  std::string text = pairStatusName(probe.pair.status);
+  if (probe.pair.status == 2 || probe.pair.status == 7)
+    text += " " + std::to_string(probe.pair.copyRate) + " %";
+  return text;
+}
+
 }  // namespace fihost

@@ -25,6 +25,17 @@ struct PairProbe {
 PairProbe probePair(const RmLibrary& library, const std::vector<HostDisk>& disks, const DeviceRecord& source,
                     const std::string& targetLdev);
 
+// A pair that a snapshot or a restore changes, for reading its state while
+// the plugin works on it.
+struct WatchedPair {
+  std::string device;  // as the administrator named it
+  DeviceRecord source;
+  std::string targetLdev;
+};
+
+// "PSUS", "RCPY 40 %", "not paired" or "unknown (why)".
+std::string pairStateText(const PairProbe& probe);
+
 }  // namespace fihost
 
 #endif

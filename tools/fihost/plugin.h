@@ -51,12 +51,19 @@ class Plugin {
   // Takes every message the plugin holds, newest first, and removes them.
   std::vector<PluginMessage> takeMessages();
 
+  // A provider state set in this process: the plugin's node records then
+  // lack the source's LUN, so isready, prepare and make would address the
+  // wrong LUN. Only restore may follow; FrameworkSession enforces it.
+  void noteProviderStateSet() { m_providerStateSet = true; }
+  bool providerStateSet() const { return m_providerStateSet; }
+
  private:
   std::string m_path;
   void* m_handle = nullptr;
   zfi_version m_version{};
   bool m_initialised = false;
   int m_initResult = 0;
+  bool m_providerStateSet = false;
 };
 
 // "MSG_ID (6012): text [detail; detail]" for printing.

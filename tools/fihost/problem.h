@@ -7,7 +7,14 @@
 namespace fihost {
 
 // Exit codes, documented in the man page and the README.
-enum ExitCode { kExitDone = 0, kExitProblem = 1, kExitUsage = 2 };
+enum ExitCode {
+  kExitDone = 0,
+  kExitProblem = 1,       // an operation failed or check found a problem
+  kExitUsage = 2,         // the command line is wrong
+  kExitNotConfirmed = 3,  // the administrator did not confirm a restore
+  kExitTimeLimit = 124,   // --timeout or --wait ran out, as timeout(1) reports it
+  kExitInterrupted = 130  // Ctrl-C or SIGTERM, as a shell reports SIGINT
+};
 
 // A failure that ends a subcommand: what went wrong, in words an
 // administrator can act on, and the exit code it maps to. Plugin messages

@@ -19,6 +19,7 @@ using RmInfoFn = int (*)(cmddevinfo*, int, int, int, void*);
 using ErrMsgFn = char* (*)(cmddevinfo*);
 using VersionFn = int (*)(int*);
 using LimitFn = int (*)(cmddevinfo*, dkc_limit*);
+using FormatFn = int (*)(cmddevinfo*, char*);
 
 template <class Fn>
 Fn lookup(void* handle, const char* name) {
@@ -53,6 +54,10 @@ const char* pairStatusName(int status) {
     default:
       return "unknown";
   }
+}
+
+bool pairCanComplete(int status) {
+  return status == RMSIM_COPY || status == RMSIM_PAIR || status == RMSIM_PSUS || status == RMSIM_RCPY;
 }
 
 RmLibrary::RmLibrary() {
@@ -96,16 +101,26 @@ std::string RmLibrary::Attached::failure(const std::string& call, int rc) const 
   return call + " failed with error " + std::to_string(rc) + (text ? std::string(": ") + text : "");
 }
 
-int RmLibrary::Attached::firstLun(int ldev) const {
+int RmLibrary::Attached::firstLun(int ldev) const { return firstPath(ldev).lun; }
+
+LuPath RmLibrary::Attached::firstPath(int ldev) const {
   unsigned char buffer[RMSIM_RMINFO_SIZE] = {};
   int rc = lookup<RmInfoFn>(m_library.m_handle, "getrminfo")(reinterpret_cast<cmddevinfo*>(m_info.get()),
                                                              RMSIM_OPE_LUINFO, ldev, 0, buffer);
   if (rc != 0) throw Problem(failure("getrminfo", rc));
+  LuPath path;
   int lun = (buffer[RMSIM_RMINFO_LUN_OFFSET] << 8) | buffer[RMSIM_RMINFO_LUN_OFFSET + 1];  // big-endian
-  return lun == 0xFFFF ? -1 : lun;
+  if (lun == 0xFFFF) return path;
+  path.lun = lun;
+  const int groups = (buffer[RMSIM_RMINFO_HG_COUNT_OFFSET] << 8) | buffer[RMSIM_RMINFO_HG_COUNT_OFFSET + 1];
+  if (groups > 0) {
+    path.port = buffer[RMSIM_RMINFO_HG_OFFSET];
+    path.hostGroup = buffer[RMSIM_RMINFO_HG_OFFSET + 2];
+  }
+  return path;
 }
 
-PairState RmLibrary::Attached::pairWith(int port, int hostGroup, int lun, int targetLdev) const {
+std::vector<PairSide> RmLibrary::Attached::pairsOf(int port, int hostGroup, int lun) const {
   cmddevinfo* info = reinterpret_cast<cmddevinfo*>(m_info.get());
   int mirrorUnits = 64;
   if (auto limits = lookup<LimitFn>(m_library.m_handle, "getdkclimit")) {
@@ -113,7 +128,7 @@ PairState RmLibrary::Attached::pairWith(int port, int hostGroup, int lun, int ta
     if (limits(info, &limit) == 0 && limit.maxmmun > 0) mirrorUnits = limit.maxmmun;
   }
   auto status = lookup<PairVolStatFn>(m_library.m_handle, "pairvolstat");
-  PairState state;
+  std::vector<PairSide> sides;
   for (int mu = 0; mu < mirrorUnits; ++mu) {
     targdev target{};
     target.porttype = 1;
@@ -125,15 +140,37 @@ PairState RmLibrary::Attached::pairWith(int port, int hostGroup, int lun, int ta
     pairstatinfo answer{};
     int rc = status(info, &target, &answer);
     if (rc != 0) throw Problem(failure("pairvolstat", rc));
-    if (answer.volstat == 2 && answer.pldev == targetLdev) {
-      state.found = true;
-      state.mirrorUnit = mu;
-      state.status = answer.pairstat;
-      state.copyRate = answer.copyrate;
-      return state;
-    }
+    if (answer.volstat != RMSIM_VOL_PVOL && answer.volstat != RMSIM_VOL_SVOL) continue;
+    PairSide side;
+    side.mirrorUnit = mu;
+    side.volumeStatus = answer.volstat;
+    side.status = answer.pairstat;
+    side.copyRate = answer.copyrate;
+    side.partnerLdev = answer.pldev;
+    sides.push_back(side);
+  }
+  return sides;
+}
+
+PairState RmLibrary::Attached::pairWith(int port, int hostGroup, int lun, int targetLdev) const {
+  PairState state;
+  for (const PairSide& side : pairsOf(port, hostGroup, lun)) {
+    if (side.volumeStatus != RMSIM_VOL_PVOL || side.partnerLdev != targetLdev) continue;
+    state.found = true;
+    state.mirrorUnit = side.mirrorUnit;
+    state.status = side.status;
+    state.copyRate = side.copyRate;
+    return state;
   }
   return state;
+}
+
+std::string RmLibrary::Attached::lastFailure() const {
+  auto format = lookup<FormatFn>(m_library.m_handle, "getfmtmsg");
+  if (!format) return "";
+  std::vector<char> text(RMSIM_FMTMSG_SIZE + 1, '\0');
+  if (format(reinterpret_cast<cmddevinfo*>(m_info.get()), text.data()) != 0) return "";
+  return std::string(text.data());
 }
 
 }  // namespace fihost

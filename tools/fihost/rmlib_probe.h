@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace fihost {
 
@@ -16,11 +17,31 @@ std::string rmlibPath();
 
 const char* pairStatusName(int status);
 
+// Whether a pair state can still reach the split a snapshot or a restore
+// waits for. PSUE, PDUB, SMPL and UNKN cannot without an administrator.
+bool pairCanComplete(int status);
+
 struct PairState {
   bool found = false;  // the target is the source's partner at some mirror unit
   int mirrorUnit = -1;
   int status = 0;  // RMLIB's pair status code
   int copyRate = 0;
+};
+
+// One mirror unit of a volume as pairvolstat reports it.
+struct PairSide {
+  int mirrorUnit = -1;
+  int volumeStatus = 1;  // 1 SMPL, 2 P-VOL, 3 S-VOL
+  int status = 1;
+  int copyRate = 0;
+  int partnerLdev = -1;
+};
+
+// Where the host reaches an LDEV: its first LU path.
+struct LuPath {
+  int lun = -1;  // -1: the LDEV has no LU path
+  int port = 0;
+  int hostGroup = 0;
 };
 
 class RmLibrary {
@@ -41,9 +62,17 @@ class RmLibrary {
     Attached& operator=(const Attached&) = delete;
     // The LUN of the LDEV's first LU path, -1 when it has none.
     int firstLun(int ldev) const;
+    // The LDEV's first LU path with its port and host group.
+    LuPath firstPath(int ldev) const;
     // The pair of the source (addressed by port, host group and LUN) whose
     // secondary is `targetLdev`. Throws Problem on an array error.
     PairState pairWith(int port, int hostGroup, int lun, int targetLdev) const;
+    // Every mirror unit at which the volume is in a pair, in mirror-unit
+    // order. Throws Problem on an array error.
+    std::vector<PairSide> pairsOf(int port, int hostGroup, int lun) const;
+    // The array's own text for the last failure on this command device, ""
+    // when it has none.
+    std::string lastFailure() const;
 
    private:
     std::string failure(const std::string& call, int rc) const;
