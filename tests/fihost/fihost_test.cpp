@@ -79,7 +79,7 @@ TEST(FihostUsage, UsageErrorsExitTwoWithTheUsageLineAndEverySubcommandHasHelp) {
   }
   std::ifstream man(FIHOST_MAN);
   const std::string page((std::istreambuf_iterator<char>(man)), std::istreambuf_iterator<char>());
-  for (const std::string sub : {"devices", "check", "snapshot", "restore", "instances"}) {
+  for (const std::string sub : {"devices", "check", "snapshot", "snapshots", "restore", "instances"}) {
     RunResult run = host.fihost({sub, "--help"});
     EXPECT_EQ(0, run.status) << sub;
     EXPECT_NE(std::string::npos, run.out.find("Usage: fihost " + sub)) << run.out;

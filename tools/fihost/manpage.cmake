@@ -2,7 +2,7 @@
 # subcommand holding that subcommand's --help.
 set(_include ${WORK}/fihost-man.include)
 file(WRITE ${_include} "[SUBCOMMANDS]\n")
-foreach(sub devices check snapshot restore instances)
+foreach(sub devices check snapshot snapshots restore instances)
   execute_process(COMMAND ${FIHOST} ${sub} --help OUTPUT_VARIABLE _help RESULT_VARIABLE _rc)
   if(NOT _rc EQUAL 0)
     message(FATAL_ERROR "fihost ${sub} --help failed")
