@@ -85,8 +85,8 @@ generations() {
   done
   run "$rmsim" write "$serial" "$ldev" "overwritten by mistake" || return 1
   run "$fihost" snapshots "$device" | tee "$work/points" || return 1
-  # Newest first, after the header: the second row is generation 2.
-  read -r point_id _ _ _ point_partner _ < <(awk 'NR == 3' "$work/points")
+  # Newest first: the second restore point listed is generation 2.
+  read -r point_id _ _ _ point_partner _ < <(awk '$1 ~ /^[0-9]+$/ && ++n == 2' "$work/points")
   run "$fihost" restore --yes --snapshot "$point_id" || return 1
   run "$fihost" snapshots "$device" || return 1
   generation=$("$rmsim" read "$serial" "$ldev") || return 1
@@ -98,7 +98,7 @@ if generations; then
   if [ "$generation" = "generation 2" ]; then result="ok"; else result="WRONG DATA"; fi
 fi
 [ "$result" = "ok" ] || failed=1
-summary+=("generation 2 by id $point_id|/dev/sdc|${point_partner##*##}|$result")
+summary+=("generation 2, id $point_id|/dev/sdc|${point_partner##*##}|$result")
 
 echo
 echo "=== summary ($(($(date +%s) - started)) s)"
