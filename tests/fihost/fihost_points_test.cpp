@@ -3,6 +3,9 @@
 // the real fihost binary on the default model (/dev/sdc is LDEV 256 with
 // ShadowImage partners 512, 516 and 517 at mirror units 0 to 2).
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
@@ -122,6 +125,39 @@ TEST(FihostRestorePoints, APointWhosePairWasChangedIsNotIntactAndNotRestored) {
         << run.err;
     EXPECT_EQ("", pairCalls(host)) << row.status;
   }
+}
+
+// A run killed after it set out to overwrite a partner: the catalogue keeps
+// every entry whole. The killed run's entry is no restore point, the point
+// it overwrote is no longer intact, and the next run takes that partner
+// first since it holds nothing worth keeping.
+TEST(FihostRestorePoints, ARunKilledMidwayLeavesTheCatalogueWhole) {
+  SimHost host;
+  keep(host, "first");                                                // on 512
+  ASSERT_EQ(0, host.rmsim({"set", "copy_reads", "1000000"}).status);  // the resync never ends
+  ASSERT_EQ(0, host.rmsim({"journal", "--clear"}).status);
+  const pid_t run = ::fork();
+  if (run == 0) {
+    ::freopen("/dev/null", "w", stdout);
+    ::freopen("/dev/null", "w", stderr);
+    ::execl(FIHOST_PATH, FIHOST_PATH, "snapshot", "--keep", "1", "--interval", "0.01", "/dev/sdc", nullptr);
+    ::_exit(127);
+  }
+  // The catalogue is written before the resync: once the array has seen
+  // it, the run is killed wherever it is.
+  while (host.rmsim({"journal"}).out.find("pairresync") == std::string::npos) {
+    ASSERT_EQ(0, ::waitpid(run, nullptr, WNOHANG)) << "the run ended before its resync";
+  }
+  ::kill(run, SIGKILL);
+  ::waitpid(run, nullptr, 0);
+
+  json list;
+  EXPECT_EQ(std::vector<std::string>{"512:not"}, points(host, &list));
+  EXPECT_NE(std::string::npos, list[0]["why"].get<std::string>().find("replaced by snapshot 2 started"));
+  // The copy the killed run started never ends; the administrator splits it.
+  ASSERT_EQ(0, host.rmsim({"set", "copy_reads", "2"}).status);
+  ASSERT_EQ(0, host.rmsim({"pair", "410001", "256", "0", "PSUS"}).status);
+  EXPECT_EQ(0, keep(host, "second", "2")["mirror_unit"].get<int>());
 }
 
 }  // namespace
