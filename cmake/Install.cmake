@@ -68,6 +68,8 @@ install(FILES ${_gen}/lintian/hitachifi DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}
 # the framework's processes run as root and share the instance-number files.
 install(DIRECTORY DESTINATION ${HITACHIFI_TRACE_DIR} COMPONENT hitachifi)
 install(DIRECTORY DESTINATION ${HITACHIFI_CACHE_DIR}/hitachi COMPONENT hitachifi)
+# fihost's catalogue of the snapshots taken on this host.
+install(DIRECTORY DESTINATION ${HITACHIFI_CACHE_DIR}/fihost COMPONENT hitachifi)
 
 # hitachifi-sim
 install(TARGETS svrrm_sim LIBRARY DESTINATION ${HITACHIFI_INSTALL_SIMROOT}/usr/lib

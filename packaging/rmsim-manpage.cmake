@@ -1,5 +1,6 @@
 # Builds rmsim.1 from the usage text rmsim prints, so that the page lists
-# every command the tool has. rmsim has no --help for help2man to read.
+# every command the tool has. rmsim --help prints only that text (there is
+# no --version), too little for help2man.
 execute_process(COMMAND ${RMSIM} ERROR_VARIABLE _usage OUTPUT_QUIET RESULT_VARIABLE _rc)
 if(NOT _rc EQUAL 2 OR NOT _usage MATCHES "^usage: rmsim")
   message(FATAL_ERROR "rmsim did not print its usage (exit ${_rc})")

@@ -26,7 +26,8 @@
 #include <string>
 #include <vector>
 
-#include "lifecycle_host.h"
+#include "plugin_host.h"
+#include "rmsim.h"
 
 namespace {
 
@@ -60,15 +61,15 @@ struct Counts {
 };
 Counts handCount(const Method& m) { return {m.lun + m.mu + 7, 1, m.mu + 5, 3}; }
 
-int taken(LifecycleHost& host) {
+int taken(PluginHost& host) {
   const int n = static_cast<int>(host.sim().journal().size());
   host.sim().clearJournal();
   return n;
 }
 
 Counts measure(const Method& m) {
-  LifecycleHost host(std::string(), 1);
-  HostNode& node = host.node(LifecycleHost::marked(m.udid), m.fim);
+  PluginHost host(std::string(), 1);
+  HostNode& node = host.node(PluginHost::marked(m.udid), m.fim);
   Counts counts{};
   host.select("job", {&node});
   counts.select = taken(host);
@@ -188,12 +189,11 @@ struct Session {
 };
 
 Session runSession(int n, const std::string& model) {
-  auto host = std::make_unique<LifecycleHost>(model, 1);
+  auto host = std::make_unique<PluginHost>(model, 1);
   std::vector<HostNode*> nodes;
   for (int i = 0; i < n; ++i)
-    nodes.push_back(
-        &host->node(LifecycleHost::marked("UDID##HITACHI##HDS##410001##" + std::to_string(1000 + i)),
-                    "Hitachi_ShadowImage"));
+    nodes.push_back(&host->node(PluginHost::marked("UDID##HITACHI##HDS##410001##" + std::to_string(1000 + i)),
+                                "Hitachi_ShadowImage"));
   using Clock = std::chrono::steady_clock;
   Session s;
   std::vector<std::string> names;

@@ -199,6 +199,10 @@ int main(int argc, char** argv) {
     args.erase(args.begin(), args.begin() + 2);
   }
   if (args.empty()) return usage();
+  if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
+    std::cout << kUsage;  // asked for: not a usage error
+    return 0;
+  }
   const std::string command = args[0];
   args.erase(args.begin());
   try {

@@ -97,7 +97,7 @@ contents() {
 
   local dir listing
   listing=$(dpkg-deb -c "$(deb_of hitachifi)")
-  for dir in "$TRACE_DIR" "$CACHE_DIR" "$CACHE_DIR/hitachi"; do
+  for dir in "$TRACE_DIR" "$CACHE_DIR" "$CACHE_DIR/hitachi" "$CACHE_DIR/fihost"; do
     grep -Eq "^drwxr-xr-x root/root +0 .* \.$dir/\$" <<<"$listing" ||
       fail "$dir is not in hitachifi as a root-owned 0755 folder"
   done

@@ -6,14 +6,15 @@
 // is the file's) on a new node; restores the pair the records name. Prints
 // "set RC", "state TEXT", "restore RC SOURCE SNAPSHOT" and "messages COUNT".
 #include <cstdio>
+#include <fstream>
 #include <iterator>
 
-#include "plugin_abi.h"
+#include "plugin_host.h"
 
 namespace {
 
-// The contents of the `n`-th node `name` of the text ("" when absent).
-std::string nodeContents(const std::string& text, const std::string& name, int n) {
+// The contents of the `n`-th element `name` of the text ("" when absent).
+std::string element(const std::string& text, const std::string& name, int n) {
   size_t at = 0;
   for (int i = 0; i <= n && at != std::string::npos; ++i) {
     at = text.find("<" + name + ">", at);
@@ -28,29 +29,22 @@ std::string nodeContents(const std::string& text, const std::string& name, int n
 int main(int argc, char** argv) {
   if (argc != 3) return 2;
   std::ifstream in(argv[1], std::ios::binary);
-  std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  LoadedPlugin plugin;
-  if (!plugin.ready()) return 1;
-  TestNode node(argv[2]);
-  zfi_blob kept{bytes.size(), &bytes[0], 0};
-  std::printf("set %d\n", plugin.providerState(&node.domain, &kept, ZFI_SET_PROVIDERSTATE));
-  zfi_blob block{};
-  plugin.providerState(&node.domain, &block, ZFI_GET_PROVIDERSTATE);
-  const std::string state = block.data ? static_cast<const char*>(block.data) : "";
-  std::free(block.data);
+  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  PluginHost host{PluginHost::Peer{}};
+  HostNode& node = host.node(argv[2], "Hitachi_ShadowImage");
+  std::printf("set %d\n", host.setState(&node.domain, bytes, bytes.size()));
+  std::string state;
+  host.getState(&node.domain, &state);
   std::printf("state %s\n", state.c_str());
-
   // "UDID##VENDOR##PRODUCT##" of the node, then the records' enclosure and device.
   const std::string name = argv[2];
-  size_t prefix = name.find("UDID##");
+  const size_t udid = name.find("UDID##");
+  size_t prefix = udid;
   for (int i = 0; i < 3 && prefix != std::string::npos; ++i) prefix = name.find("##", prefix + 2);
-  const std::string udid =
-      prefix == std::string::npos ? "" : name.substr(name.find("UDID##"), prefix + 2 - name.find("UDID##"));
-  const std::string source =
-      udid + nodeContents(state, "EnclosureId", 0) + "##" + nodeContents(state, "DeviceId", 0);
-  const std::string snapshot =
-      udid + nodeContents(state, "EnclosureId", 1) + "##" + nodeContents(state, "DeviceId", 1);
-  std::printf("restore %d %s %s\n", plugin.restore({{source, snapshot}}), source.c_str(), snapshot.c_str());
-  std::printf("messages %zu\n", plugin.takeMessages().size());
+  const std::string head = prefix == std::string::npos ? "" : name.substr(udid, prefix + 2 - udid);
+  const std::string source = head + element(state, "EnclosureId", 0) + "##" + element(state, "DeviceId", 0);
+  const std::string snapshot = head + element(state, "EnclosureId", 1) + "##" + element(state, "DeviceId", 1);
+  std::printf("restore %d %s %s\n", host.restore({{source, snapshot}}), source.c_str(), snapshot.c_str());
+  std::printf("messages %zu\n", host.messages().size());
   return 0;
 }

@@ -66,3 +66,4 @@ void SimControl::writeData(int serial, int ldev, const std::string& bytes) {
 std::string SimControl::readData(int serial, int ldev) { return m_impl->sim.readData(serial, ldev); }
 std::string SimControl::checksum(int serial, int ldev) { return m_impl->sim.checksum(serial, ldev); }
 std::vector<rmsim::AttachmentRecord> SimControl::attachments() { return m_impl->sim.attachments(); }
+void SimControl::writeSysfs(const std::string& root) { m_impl->sim.writeSysfs(root); }

@@ -41,6 +41,7 @@ class SimControl {
   std::string readData(int serial, int ldev);
   std::string checksum(int serial, int ldev);
   std::vector<rmsim::AttachmentRecord> attachments();
+  void writeSysfs(const std::string& root);  // the host disks of the model
 
  private:
   struct Impl;

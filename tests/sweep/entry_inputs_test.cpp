@@ -3,6 +3,7 @@
 // runs in a child forked from a loaded, initialised plugin, so that one
 // crash is reported as that call's and the others still run; the child
 // sends the result back through a pipe.
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -192,8 +193,9 @@ const EntryPoint kEntryPoints[] = {
 // calls) and 30 (only init loads the library).
 const std::set<int> kDocumented = {0, 2, 3, 4, 5, 6, 7, 8};
 
-class EntryInputs : public PluginOnSimulator {
+class EntryInputs : public ::testing::Test {
  protected:
+  PluginHost host;
   // The entry point's result for `input` in a child of this process; -100
   // when the child did not end normally (crash, sanitizer report, hang).
   int inChild(const EntryPoint& entry, void* symbol, Input input) {
@@ -224,10 +226,10 @@ TEST_F(EntryInputs, EveryEntryPointTakesNullsNegativeCountsAndBadTextsWithoutCra
   // Delayed initialisation runs here once, so the children see a plugin
   // that is ready and every result is the operation's own.
   zfi_assoc_list* associations = nullptr;
-  ASSERT_EQ(0, plugin->entry<int (*)(zfi_assoc_list**)>("enumerate_associations")(&associations));
+  ASSERT_EQ(0, host.entry<int (*)(zfi_assoc_list**)>("enumerate_associations")(&associations));
   int calls = 0;
   for (const EntryPoint& entry : kEntryPoints) {
-    void* symbol = plugin->entry<void*>(entry.name);
+    void* symbol = host.entry<void*>(entry.name);
     ASSERT_NE(nullptr, symbol) << entry.name;
     std::string observed;
     for (int i = 0; i < kInputs; ++i) {

@@ -3,10 +3,13 @@
 // message naming the call, the array's error number and text and the
 // enclosure. The cases come from the clean run's journal, so a call added to
 // a step later is swept without a new test.
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <map>
 
 #include "plugin_host.h"
+#include "rmsim.h"
 
 namespace {
 
@@ -72,56 +75,53 @@ Outcome outcomeOf(const SweepCase& c) {
   return Outcome::Reported;
 }
 
-class FaultSweep : public PluginOnSimulator {
+class FaultSweep : public ::testing::Test {
  protected:
   // Fresh array state and a fresh plugin load, so that the steps before the
-  // swept one make exactly the calls of the clean run.
-  void fresh() {
-    sim.clearFaults();
-    sim.loadModel(rmsim::Simulator::defaultModel());
-    load();
+  // swept one make exactly the calls of the clean run; the node as a new
+  // framework process makes it.
+  HostNode& fresh(const Method& m) {
+    host.sim().clearFaults();
+    host.sim().loadModel(rmsim::Simulator::defaultModel(), "db1");
+    host.reload();
+    return host.node(PluginHost::marked(m.source), m.fim);
   }
 
   // The steps of one node before `step`, clean; false when one of them fails.
-  bool runBefore(Step step, TestNode& node) {
+  bool runBefore(Step step, HostNode& node) {
     if (step == Step::Select) return true;
-    if (plugin->step("select", "sweep", node) != 0) return false;
+    if (host.select("sweep", {&node}) != 0) return false;
     if (step == Step::State || step == Step::Prepare) return true;
-    if (plugin->step("prepare", "sweep", node) != 0) return false;
+    if (host.prepare("sweep", {&node}) != 0) return false;
     if (step == Step::IsReady) return true;
     // The model's copies end at their second status read.
     for (int asked = 0; (node.domain.flags & ZFI_NODE_READY) == 0; ++asked)
-      if (asked == 10 || plugin->step("isready", "sweep", node) != 0) return false;
+      if (asked == 10 || host.isready({&node}) != 0) return false;
     if (step == Step::Make) return true;
     std::vector<std::string> names;
-    if (plugin->make("sweep", node, names) != 0 || names.size() != 1) return false;
+    if (host.make("sweep", {&node}, &names) != 0 || names.size() != 1) return false;
     m_snapshot = names[0];
     return true;
   }
 
   // The swept step itself; its result.
-  int runStep(Step step, const Method& m, TestNode& node) {
+  int runStep(Step step, const Method& m, HostNode& node) {
     switch (step) {
       case Step::Select:
-        return plugin->step("select", "sweep", node);
+        return host.select("sweep", {&node});
       case Step::Prepare:
-        return plugin->step("prepare", "sweep", node);
+        return host.prepare("sweep", {&node});
       case Step::IsReady:
-        return plugin->step("isready", "sweep", node);
-      case Step::Make: {
-        std::vector<std::string> names;
-        return plugin->make("sweep", node, names);
-      }
+        return host.isready({&node});
+      case Step::Make:
+        return host.make("sweep", {&node}, nullptr);
       case Step::Restore:
-        return plugin->restore({{m.source, m_snapshot}});
+        return host.restore({{m.source, m_snapshot}});
       case Step::State: {
-        zfi_blob block{0, nullptr, 0};
-        int rc = plugin->providerState(&node.domain, &block, ZFI_GET_PROVIDERSTATE);
-        if (rc != 0 || block.data == nullptr) return rc == 0 ? -1 : rc;
-        std::string text(static_cast<const char*>(block.data));
-        std::free(block.data);
-        zfi_blob back{text.size() + 1, &text[0], 0};
-        return plugin->providerState(&node.domain, &back, ZFI_SET_PROVIDERSTATE);
+        std::string text;
+        const int rc = host.getState(&node.domain, &text);
+        if (rc != 0 || text.empty()) return rc == 0 ? -1 : rc;
+        return host.setState(&node.domain, text);
       }
     }
     return -1;
@@ -129,16 +129,15 @@ class FaultSweep : public PluginOnSimulator {
 
   // The clean run's calls of `step`.
   std::vector<SweepCase> cleanCases(Step step, const Method& m) {
-    fresh();
-    TestNode node(std::string("<hitachifi>") + m.source, m.fim);
+    HostNode& node = fresh(m);
     EXPECT_TRUE(runBefore(step, node));
-    sim.clearJournal();
+    host.calls();
     EXPECT_EQ(0, runStep(step, m, node));
-    EXPECT_TRUE(plugin->takeMessages().empty());
+    EXPECT_TRUE(host.messages().empty());
     std::vector<SweepCase> cases;
     std::map<std::string, int> ordinals;
     int index = 0;
-    const std::vector<rmsim::CallRecord> journal = sim.journal();
+    const std::vector<rmsim::CallRecord> journal = host.calls();
     for (size_t i = 0; i < journal.size(); ++i) {
       const rmsim::CallRecord& call = journal[i];
       EXPECT_EQ(0, call.result) << call.function;
@@ -149,24 +148,28 @@ class FaultSweep : public PluginOnSimulator {
     return cases;
   }
 
-  // Runs `step` with `faults` armed after the steps before it; its result
-  // and the messages it left, newest first.
+  // Runs `step` with `faults` armed after the steps before it; its result,
+  // the messages it left as "ID: text", newest first, and its calls.
   int runFaulted(Step step, const Method& m, const std::vector<rmsim::FaultSpec>& faults,
                  std::vector<std::string>& messages) {
-    fresh();
-    TestNode node(std::string("<hitachifi>") + m.source, m.fim);
+    HostNode& node = fresh(m);
     if (!runBefore(step, node)) {
       ADD_FAILURE() << "the steps before the swept one failed";
       return -1;
     }
-    for (const rmsim::FaultSpec& fault : faults) sim.addFault(fault);
-    sim.clearJournal();
+    for (const rmsim::FaultSpec& fault : faults) host.sim().addFault(fault);
+    host.calls();
     const int rc = runStep(step, m, node);
-    messages = plugin->takeMessages();
+    m_calls = host.calls();
+    messages.clear();
+    for (const HostMessage& message : host.messages())
+      messages.insert(messages.begin(), message.id + ": " + message.text);
     return rc;
   }
 
+  PluginHost host;
   std::string m_snapshot;
+  std::vector<rmsim::CallRecord> m_calls;
 };
 
 rmsim::FaultSpec failCall(const SweepCase& c, const std::string& text) {
@@ -207,7 +210,7 @@ TEST_F(FaultSweep, EachCallOfEachStepFailedInTurnEndsTheStepAsItShould) {
         ++total;
         // The fault hit the call it was meant for.
         bool failed = false;
-        for (const rmsim::CallRecord& call : sim.journal())
+        for (const rmsim::CallRecord& call : m_calls)
           if (call.function == c.function && call.result == kSweepError) failed = true;
         EXPECT_TRUE(failed);
         switch (outcomeOf(c)) {

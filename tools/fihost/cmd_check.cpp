@@ -234,7 +234,7 @@ json checkDevice(Context& context, Plugin& plugin, RmLibrary* library, const std
   }
   const std::string mismatch = methodMismatch(method, device);
   if (!mismatch.empty()) {
-    findings.add("method", false, mismatch, "choose a method of the device's array with --method");
+    findings.add("method", false, method + " on a disk of a " + device.vendor + " array", mismatch);
     return report;
   }
 

@@ -1,0 +1,290 @@
+#include "plugin_host.h"
+
+#include <dlfcn.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+#include "rmsim.h"
+
+SimulatedHost::SimulatedHost(const std::string& hostName) {
+  char pattern[] = "/tmp/hitachifi-host.XXXXXX";
+  if (::mkdtemp(pattern) == nullptr) throw std::runtime_error("cannot create a temporary directory");
+  m_dir = pattern;
+  ::mkdir(cacheDir().c_str(), 0755);
+  ::mkdir(traceDir().c_str(), 0755);
+  // Host names come from a file of the test's own: no test asks DNS.
+  const std::string hosts = m_dir + "/hosts";
+  std::ofstream(hosts) << "127.0.0.1 localhost\n10.0.0.7 " << hostName << ".example.test " << hostName
+                       << "\n";
+  const std::pair<const char*, std::string> env[] = {{"RMSIM_DB", db()},
+                                                     {"FRIM_DLOPEN_ROOT", SIM_ROOT},
+                                                     {"RMSIM_HOSTNAME", hostName},
+                                                     {"HITACHIFI_HOSTNAME", hostName},
+                                                     {"HITACHIFI_HOSTS_FILE", hosts},
+                                                     {"HITACHIFI_SYSFS_ROOT", sysfs()},
+                                                     {"HITACHIFI_CACHE_DIR", cacheDir()},
+                                                     {"HITACHIFI_TRACE_DIR", traceDir()}};
+  for (const auto& var : env) ::setenv(var.first, var.second.c_str(), 1);
+  ::unsetenv("HITACHIFI_SNAPSHOT_RESOURCE_SPEC");
+}
+
+SimulatedHost::~SimulatedHost() {
+  std::error_code ignored;
+  std::filesystem::remove_all(m_dir, ignored);
+}
+
+HostNode::HostNode(const std::string& nodeName, const std::string& fimName)
+    : name(nodeName), fim(fimName), altName(nodeName + "#alt"), objidName(nodeName) {
+  objid.name = &objidName[0];
+  objid.length = static_cast<uint32_t>(objidName.size() + 1);
+  altObjid.name = &altName[0];
+  altObjid.length = static_cast<uint32_t>(altName.size() + 1);
+  domain.name = &name[0];
+  domain.objid = &objid;
+  alt.name = &altName[0];
+  alt.objid = &altObjid;
+  split.fim_name = &fim[0];
+  split.node = &domain;
+  split.alt_node = &alt;
+}
+
+std::string HostMessage::str() const {
+  std::string line = id;
+  for (const std::string& arg : args) line += " " + arg;
+  return line;
+}
+
+PluginHost::PluginHost(const std::string& model, int traceLevel) : m_host(new SimulatedHost()) {
+  ::setenv("HITACHIFI_TRACE_FILE", "trace.log", 1);
+  ::setenv("HITACHIFI_TRACE_LEVEL", std::to_string(traceLevel).c_str(), 1);
+  m_sim.reset(new rmsim::Simulator(m_host->db()));
+  m_sim->loadModel(model.empty() ? rmsim::Simulator::defaultModel() : model, "db1");
+  load();
+}
+
+PluginHost::PluginHost(Peer) { load(); }
+
+PluginHost::~PluginHost() { unload(); }
+
+std::string PluginHost::tracePath() const {
+  const char* dir = std::getenv("HITACHIFI_TRACE_DIR");
+  return (m_host ? m_host->traceDir() : std::string(dir ? dir : ".")) + "/trace.log";
+}
+
+void PluginHost::load() {
+  if (m_sim) m_sim->writeSysfs(m_host->sysfs());
+  m_handle = ::dlopen(PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
+  if (m_handle == nullptr) throw std::runtime_error(std::string("dlopen: ") + ::dlerror());
+  zfi_version version{};
+  const int rc = entry<int (*)(zfi_fw_info*, zfi_version*, const char*)>("init")(nullptr, &version, "fim");
+  if (rc != 0) throw std::runtime_error("init returned " + std::to_string(rc));
+  if (m_sim) m_sim->clearJournal();
+}
+
+void PluginHost::unload() {
+  if (m_handle == nullptr) return;
+  entry<void (*)()>("fini")();
+  ::dlclose(m_handle);
+  m_handle = nullptr;
+}
+
+void PluginHost::reload() {
+  unload();
+  load();
+}
+
+void* PluginHost::symbol(const std::string& op) const {
+  return m_handle ? ::dlsym(m_handle, ("hitachifi_fi_pgn_" + op).c_str()) : nullptr;
+}
+
+HostNode& PluginHost::node(const std::string& name, const std::string& fim, bool bare) {
+  m_nodes.emplace_back(new HostNode(name, fim));
+  HostNode& made = *m_nodes.back();
+  if (!bare) {
+    entry<int (*)(zfi_domain*, zfi_domain**, int, frim_objid*)>("init_node")(&made.domain, nullptr, 0,
+                                                                             &made.objid);
+    entry<int (*)(zfi_domain*, zfi_domain*, zfi_domain*)>("init_altnode")(&made.domain, &made.alt, nullptr);
+  }
+  return made;
+}
+
+namespace {
+
+std::vector<zfi_splitnode*> splits(const std::vector<HostNode*>& nodes) {
+  std::vector<zfi_splitnode*> list;
+  for (HostNode* node : nodes) list.push_back(node ? &node->split : nullptr);
+  return list;
+}
+
+struct Objects {
+  std::deque<std::string> names;
+  std::deque<frim_objid> ids;
+  frim_objid* add(const std::string& name) {
+    names.push_back(name);
+    ids.push_back(frim_objid{});
+    ids.back().name = &names.back()[0];
+    ids.back().length = static_cast<uint32_t>(name.size() + 1);
+    return &ids.back();
+  }
+};
+
+}  // namespace
+
+int PluginHost::select(const std::string& session, const std::vector<HostNode*>& nodes) {
+  auto list = splits(nodes);
+  std::string id = session;
+  return entry<int (*)(zfi_splitnode*, char*, zfi_splitnode**, int)>("select")(nullptr, &id[0], list.data(),
+                                                                               static_cast<int>(list.size()));
+}
+
+int PluginHost::prepare(const std::string& session, const std::vector<HostNode*>& nodes) {
+  auto list = splits(nodes);
+  std::string id = session;
+  return entry<int (*)(zfi_splitnode*, char*, zfi_splitnode**, int, int)>("prepare")(
+      nullptr, &id[0], list.data(), static_cast<int>(list.size()), 0);
+}
+
+int PluginHost::isready(const std::vector<HostNode*>& nodes) {
+  auto list = splits(nodes);
+  return entry<int (*)(zfi_splitnode*, char*, zfi_splitnode**, int)>("isready")(
+      nullptr, nullptr, list.data(), static_cast<int>(list.size()));
+}
+
+int PluginHost::make(const std::string& session, const std::vector<HostNode*>& nodes,
+                     std::vector<std::string>* names) {
+  auto list = splits(nodes);
+  std::string id = session;
+  frim_objid** ids = nullptr;
+  int count = 0;
+  const int rc = entry<int (*)(zfi_splitnode*, char*, zfi_splitnode**, int, frim_objid***, int*)>("make")(
+      nullptr, &id[0], list.data(), static_cast<int>(list.size()), &ids, &count);
+  // The kit's own buffer functions serve a host that has none: plain heap blocks.
+  for (int i = 0; ids != nullptr && i < count; ++i) {
+    if (names) names->push_back(ids[i]->name);
+    std::free(ids[i]->name);
+    std::free(ids[i]);
+  }
+  std::free(ids);
+  return rc;
+}
+
+int PluginHost::restore(frim_objid** sources, frim_objid** snapshots, long count, long flags) {
+  char** names = nullptr;
+  long outCount = 0, status = 0;
+  return entry<int (*)(frim_objid**, frim_objid**, long, char*, char*, char***, long*, long, long*)>(
+      "restore")(sources, snapshots, count, nullptr, nullptr, &names, &outCount, flags, &status);
+}
+
+int PluginHost::restore(const std::vector<std::pair<std::string, std::string>>& pairs, long flags) {
+  Objects objects;
+  std::vector<frim_objid*> sources, snapshots;
+  for (const auto& pair : pairs) {
+    sources.push_back(pair.first == "-" ? nullptr : objects.add(pair.first));
+    snapshots.push_back(pair.second == "-" ? nullptr : objects.add(pair.second));
+  }
+  return restore(sources.data(), snapshots.data(), static_cast<long>(pairs.size()), flags);
+}
+
+int PluginHost::providerState(zfi_domain* node, zfi_blob* block, int op) {
+  return entry<int (*)(zfi_domain*, zfi_blob*, int)>("process_providerstate")(node, block, op);
+}
+
+int PluginHost::getState(zfi_domain* node, std::string* text) {
+  int marker = 0;
+  zfi_blob block{99, &marker, 0xff};  // what a reused block may hold
+  const int rc = providerState(node, &block, ZFI_GET_PROVIDERSTATE);
+  if (block.data == &marker) return kBadBlock;
+  text->assign(block.data ? static_cast<const char*>(block.data) : "");
+  const bool whole = block.flags == 0 && block.length == (block.data ? text->size() + 1 : 0);
+  std::free(block.data);  // as the framework frees it
+  return whole ? rc : kBadBlock;
+}
+
+int PluginHost::setState(zfi_domain* node, const std::string& text, size_t length) {
+  if (length == 0) length = text.size() + 1;
+  std::vector<char> bytes(length);
+  std::memcpy(bytes.data(), text.c_str(), std::min(length, text.size() + 1));
+  zfi_blob block{length, bytes.data(), 0};
+  return providerState(node, &block, ZFI_SET_PROVIDERSTATE);
+}
+
+int PluginHost::import(const std::string& name, const std::string& resource, int flags) {
+  std::string nodeName = name, resourceName = resource;
+  char* names[] = {resourceName.empty() ? nullptr : &resourceName[0], nullptr};
+  return entry<int (*)(char**, char*, char*, char*, int, char**, char*)>("import_resource")(
+      resourceName.empty() ? nullptr : names, nodeName.empty() ? nullptr : &nodeName[0], nullptr, nullptr,
+      flags, nullptr, nullptr);
+}
+
+std::vector<HostMessage> PluginHost::messages() {
+  std::vector<HostMessage> newestFirst;
+  for (;;) {
+    zfi_msg_info* record = nullptr;
+    if (entry<int (*)(zfi_msg_info**)>("get_last_error")(&record) != 0 || record == nullptr) break;
+    HostMessage message{record->msg_id ? record->msg_id : "", {}, record->text ? record->text : ""};
+    for (int i = 0; i < record->arg_count; ++i) {
+      const zfi_msg_arg& arg = record->args[i];
+      message.args.push_back(arg.type == ZFI_MSG_ARG_STRING ? std::string("S:") + arg.str_value
+                                                            : "I:" + std::to_string(arg.int_value));
+    }
+    newestFirst.push_back(message);
+    entry<int (*)(zfi_msg_info**)>("del_last_error")(&record);
+  }
+  return std::vector<HostMessage>(newestFirst.rbegin(), newestFirst.rend());
+}
+
+std::string PluginHost::describeMessages() {
+  std::string text;
+  for (const HostMessage& message : messages()) text += message.str() + "\n";
+  return text;
+}
+
+std::vector<std::string> traceFileLines(const std::string& path, size_t from) {
+  std::vector<std::string> found;
+  std::ifstream in(path);
+  in.seekg(static_cast<std::streamoff>(from));
+  for (std::string line; std::getline(in, line);) {
+    const size_t level = line.find("] L");
+    if (level == std::string::npos) continue;
+    const size_t name = line.find(' ', level + 2);
+    const size_t body = line.find(": ", name);
+    if (name == std::string::npos || body == std::string::npos) continue;
+    found.push_back(line.substr(level + 2, name - level - 2) + " " + line.substr(body + 2));
+  }
+  return found;
+}
+
+std::vector<std::string> PluginHost::traceLines(size_t from) const {
+  return traceFileLines(tracePath(), from);
+}
+
+size_t PluginHost::traceSize() const {
+  std::error_code error;
+  const auto size = std::filesystem::file_size(tracePath(), error);
+  return error ? 0 : static_cast<size_t>(size);
+}
+
+std::vector<std::string> PluginHost::traced(const std::string& text) const {
+  std::vector<std::string> found;
+  for (const std::string& line : traceLines())
+    if (line.find(text) != std::string::npos) found.push_back(line);
+  return found;
+}
+
+std::vector<rmsim::CallRecord> PluginHost::calls() {
+  auto made = m_sim->journal();
+  m_sim->clearJournal();
+  return made;
+}
+
+std::vector<std::string> PluginHost::infos(const std::vector<rmsim::CallRecord>& made) {
+  std::vector<std::string> ldevs;
+  for (const auto& call : made)
+    if (call.function == "getrminfo") ldevs.push_back(std::to_string(call.ldevArg));
+  return ldevs;
+}

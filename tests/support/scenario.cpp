@@ -1,0 +1,508 @@
+#include "scenario.h"
+
+#include <fnmatch.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+
+#include "plugin_host.h"
+#include "rmsim.h"
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+// Words split at blanks; "..." holds blanks, \" and \\ inside it.
+Words split(const std::string& text) {
+  Words words;
+  for (size_t i = 0; i < text.size();) {
+    if (text[i] == ' ' || text[i] == '\t') {
+      ++i;
+    } else if (text[i] == '"') {
+      std::string word;
+      for (++i; i < text.size() && text[i] != '"'; ++i)
+        word += text[i] == '\\' && i + 1 < text.size() ? text[++i] : text[i];
+      if (i == text.size()) throw std::runtime_error("unterminated quote");
+      ++i;
+      words.push_back(word);
+    } else {
+      const size_t end = text.find_first_of(" \t", i);
+      words.push_back(text.substr(i, end - i));
+      i = end == std::string::npos ? text.size() : end;
+    }
+  }
+  return words;
+}
+
+std::string substitute(std::string text, const std::map<std::string, std::string>& vars) {
+  std::vector<std::pair<std::string, std::string>> longestFirst(vars.begin(), vars.end());
+  std::sort(longestFirst.begin(), longestFirst.end(),
+            [](const auto& a, const auto& b) { return a.first.size() > b.first.size(); });
+  for (const auto& var : longestFirst)
+    for (size_t at; (at = text.find("$" + var.first)) != std::string::npos;)
+      text.replace(at, var.first.size() + 1, var.second);
+  return text;
+}
+
+struct Table {
+  Words columns;
+  std::vector<Words> rows;  // name first
+};
+
+}  // namespace
+
+std::vector<Scenario> readScenarios(const std::string& path) {
+  std::ifstream in(path);
+  std::vector<Scenario> scenarios;
+  std::map<std::string, Table> tables;
+  std::map<std::string, std::string> defines;
+  Table* table = nullptr;
+  std::vector<std::pair<int, std::string>> body;
+  Scenario pending;
+  const Table* expandWith = nullptr;
+  auto finish = [&] {
+    if (pending.name.empty()) return;
+    const std::vector<Words> one{{""}};
+    for (const Words& row : expandWith ? expandWith->rows : one) {
+      Scenario made{pending.name + (expandWith ? "_" + row[0] : ""), path, {}};
+      std::map<std::string, std::string> vars;
+      for (size_t i = 0; expandWith && i < expandWith->columns.size(); ++i)
+        vars[expandWith->columns[i]] = row.at(i + 1);
+      for (const auto& line : body) {
+        Words words = split(substitute(substitute(line.second, vars), defines));
+        if (!words.empty()) made.lines.push_back({line.first, words});  // a table's empty value
+      }
+      scenarios.push_back(made);
+    }
+    pending.name.clear();
+    body.clear();
+  };
+  try {
+    if (!in) throw std::runtime_error("cannot read " + path);
+    int number = 0;
+    for (std::string text; std::getline(in, text);) {
+      ++number;
+      const size_t start = text.find_first_not_of(" \t");
+      if (start == std::string::npos || text[start] == '#') continue;
+      const Words words = split(text);
+      if (words[0] == "define") {  // define NAME TEXT: $NAME stands for TEXT from here on
+        finish();
+        const size_t name = text.find(words.at(1));
+        defines[words[1]] =
+            substitute(text.substr(text.find_first_not_of(" \t", name + words[1].size())), defines);
+      } else if (words[0] == "table") {
+        finish();
+        table = &tables[words.at(1)];
+        table->columns.assign(words.begin() + 2, words.end());
+      } else if (words[0] == "|") {
+        if (table == nullptr || words.size() != table->columns.size() + 2)
+          throw std::runtime_error("line " + std::to_string(number) + ": a row that fits no table");
+        table->rows.emplace_back(words.begin() + 1, words.end());
+      } else if (words[0] == "scenario") {
+        finish();
+        table = nullptr;
+        pending.name = words.at(1);
+        expandWith = words.size() == 4 && words[2] == "for" ? &tables.at(words[3]) : nullptr;
+      } else if (!pending.name.empty()) {
+        body.emplace_back(number, text);
+      } else {
+        throw std::runtime_error("line " + std::to_string(number) + ": outside a scenario");
+      }
+    }
+    finish();
+  } catch (const std::exception& e) {
+    return {Scenario{"Unreadable", path, {{0, {"unreadable", e.what()}}}}};
+  }
+  return scenarios;
+}
+
+namespace {
+
+const std::map<std::string, int> kPairStates = {{"SMPL", 1}, {"COPY", 2}, {"PAIR", 3}, {"PSUS", 4},
+                                                {"PSUE", 5}, {"PDUB", 6}, {"RCPY", 7}, {"UNKN", 255}};
+
+int pairState(const std::string& name) {
+  const auto found = kPairStates.find(name);
+  if (found == kPairStates.end()) throw std::runtime_error("no pair state " + name);
+  return found->second;
+}
+
+std::string stateName(int status) {
+  for (const auto& state : kPairStates)
+    if (state.second == status) return state.first;
+  return std::to_string(status);
+}
+
+unsigned nodeFlags(const std::string& text) {
+  unsigned flags = 0;
+  for (std::string rest = text; !rest.empty();) {
+    const std::string flag = rest.substr(0, rest.find('|'));
+    rest = rest.find('|') == std::string::npos ? "" : rest.substr(rest.find('|') + 1);
+    if (flag == "READY")
+      flags |= ZFI_NODE_READY;
+    else if (flag == "MADE")
+      flags |= ZFI_NODE_MADE;
+    else if (flag != "0")
+      throw std::runtime_error("no node flag " + flag);
+  }
+  return flags;
+}
+
+int number(const std::string& text) { return static_cast<int>(std::strtol(text.c_str(), nullptr, 0)); }
+
+// "name=value" options among `words` from `from` on.
+std::map<std::string, std::string> options(const Words& words, size_t from) {
+  std::map<std::string, std::string> found;
+  for (size_t i = from; i < words.size(); ++i)
+    if (words[i].find('=') != std::string::npos)
+      found[words[i].substr(0, words[i].find('='))] = words[i].substr(words[i].find('=') + 1);
+  return found;
+}
+
+int field(const rmsim::CallRecord& call, const std::string& name) {
+  const std::map<std::string, int> fields = {
+      {"mun", call.mun},       {"option", call.option}, {"csize", call.csize},   {"ldev", call.ldevArg},
+      {"lun", call.lun},       {"port", call.port},     {"targid", call.targid}, {"porttype", call.porttype},
+      {"ldevno", call.ldevno}, {"ope", call.ope},       {"result", call.result}, {"instance", call.instance}};
+  const auto found = fields.find(name);
+  if (found == fields.end()) throw std::runtime_error("no call field " + name);
+  return found->second;
+}
+
+// "function(k=v,...)" against a call: "" when it matches, else what differs.
+std::string mismatch(const std::string& pattern, const rmsim::CallRecord& call) {
+  const size_t open = pattern.find('(');
+  if (pattern.substr(0, open) != call.function) return "function " + call.function;
+  if (open == std::string::npos) return "";
+  std::stringstream list(pattern.substr(open + 1, pattern.size() - open - 2));
+  std::string differs;
+  for (std::string pin; std::getline(list, pin, ',');) {
+    const std::string name = pin.substr(0, pin.find('='));
+    const int want = number(pin.substr(pin.find('=') + 1)), got = field(call, name);
+    if (want != got) differs += " " + name + "=" + std::to_string(got);
+  }
+  return differs;
+}
+
+std::string joined(const Words& words, size_t from = 0, const char* between = " ") {
+  std::string text;
+  for (size_t i = from; i < words.size(); ++i) text += (i > from ? between : "") + words[i];
+  return text;
+}
+
+class Runner {
+ public:
+  explicit Runner(const Scenario& scenario) : m_scenario(scenario) {}
+  ~Runner() {
+    for (const std::string& name : m_env) ::unsetenv(name.c_str());
+  }
+
+  void run() {
+    for (const ScenarioLine& line : m_scenario.lines) {
+      m_line = line.number;
+      SCOPED_TRACE(m_scenario.file + ":" + std::to_string(line.number) + ": " + joined(line.words));
+      try {
+        perform(line.words);
+      } catch (const std::exception& e) {
+        ADD_FAILURE() << e.what();
+        return;
+      }
+      if (::testing::Test::HasFatalFailure()) return;
+    }
+    closeStep();
+  }
+
+ private:
+  PluginHost& host() {
+    if (!m_host)
+      m_host.reset(new PluginHost(m_model.empty() ? "" : rmsim::Simulator::defaultModel() + m_model));
+    return *m_host;
+  }
+  HostNode* node(const std::string& id) {
+    if (id == "null") return nullptr;
+    const auto found = m_nodes.find(id);
+    if (found == m_nodes.end()) throw std::runtime_error("no node " + id);
+    return found->second;
+  }
+  std::vector<HostNode*> nodes(const Words& words, size_t from, size_t to) {
+    std::vector<HostNode*> list;
+    for (size_t i = from; i < to; ++i) list.push_back(node(words[i]));
+    return list;
+  }
+  static std::string expand(const std::string& name) {
+    return name[0] == '@' ? PluginHost::marked(name.substr(1)) : name;
+  }
+
+  // The words before "->", and the result after it.
+  static size_t arrow(const Words& words) {
+    for (size_t i = 0; i < words.size(); ++i)
+      if (words[i] == "->") {
+        if (i + 2 != words.size()) throw std::runtime_error("one result after ->");
+        return i;
+      }
+    throw std::runtime_error("a step ends with -> RESULT");
+  }
+
+  // Checks what the step before left unchecked: its messages are exactly the
+  // ones expected.
+  void closeStep() {
+    if (!m_inStep) return;
+    m_inStep = false;
+    Words got;
+    for (const HostMessage& message : m_messages) got.push_back(message.str());
+    bool same = got.size() == m_expectedMessages.size();
+    for (size_t i = 0; same && i < got.size(); ++i) {
+      const std::string& want = m_expectedMessages[i];
+      same = want.find('*') == std::string::npos ? want == got[i]
+                                                 : ::fnmatch(want.c_str(), got[i].c_str(), 0) == 0;
+    }
+    EXPECT_TRUE(same) << "messages of the step at line " << m_stepLine << "\nexpected:\n  "
+                      << joined(m_expectedMessages, 0, "\n  ") << "\nreported:\n  " << joined(got, 0, "\n  ");
+    m_expectedMessages.clear();
+  }
+
+  void step(const Words& words, int (Runner::*body)(const Words&, size_t)) {
+    closeStep();
+    const size_t end = arrow(words);
+    PluginHost& h = host();
+    h.calls();
+    const size_t traceFrom = h.traceSize();
+    m_names.clear();
+    const int rc = (this->*body)(words, end);
+    m_calls = h.calls();
+    m_trace = h.traceLines(traceFrom);
+    m_messages = h.messages();
+    m_inStep = true;
+    m_stepLine = m_line;
+    Words got;
+    for (const HostMessage& message : m_messages) got.push_back(message.str());
+    EXPECT_EQ(number(words[end + 1]), rc) << "messages: " << joined(got);
+  }
+
+  int doSelect(const Words& w, size_t end) { return host().select(w.at(1), nodes(w, 2, end)); }
+  int doPrepare(const Words& w, size_t end) { return host().prepare(w.at(1), nodes(w, 2, end)); }
+  int doIsready(const Words& w, size_t end) {
+    if (end == 2 && w[1].compare(0, 6, "nulls=") == 0)  // no list, with a count
+      return host().entry<int (*)(zfi_splitnode*, char*, zfi_splitnode**, int)>("isready")(
+          nullptr, nullptr, nullptr, number(w[1].substr(6)));
+    return host().isready(nodes(w, 1, end));
+  }
+  int doMake(const Words& w, size_t end) { return host().make(w.at(1), nodes(w, 2, end), &m_names); }
+  int doRestore(const Words& w, size_t end) {
+    std::vector<std::pair<std::string, std::string>> pairs;
+    long flags = 0;
+    if (end == 2 && w[1].compare(0, 6, "nulls=") == 0)  // no lists, with a count
+      return host().restore(nullptr, nullptr, number(w[1].substr(6)));
+    for (size_t i = 1; i < end; ++i) {
+      if (w[i].compare(0, 6, "flags=") == 0) {
+        flags = std::strtol(w[i].c_str() + 6, nullptr, 0);
+      } else {
+        pairs.emplace_back(w[i], w.at(i + 1));
+        ++i;
+      }
+    }
+    return host().restore(pairs, flags);
+  }
+  int doSetState(const Words& w, size_t) {
+    const auto opts = options(w, 3);
+    return host().setState(&node(w.at(1))->domain, w.at(2),
+                           opts.count("length") ? number(opts.at("length")) : 0);
+  }
+  int doImport(const Words& w, size_t) {
+    return host().import(w.at(1) == "null" ? "" : expand(w[1]), w.at(2) == "null" ? "" : w[2],
+                         number(w.at(3)));
+  }
+
+  // init_node of the node (all arguments null for "null"), or init_altnode /
+  // init_remnode of it and its alternate.
+  int doInitNode(const Words& w, size_t) {
+    HostNode* n = node(w.at(1));
+    if (w[0] == "initnode")
+      return host().entry<int (*)(zfi_domain*, zfi_domain**, int, frim_objid*)>("init_node")(
+          n ? &n->domain : nullptr, nullptr, 0, n ? &n->objid : nullptr);
+    return host().entry<int (*)(zfi_domain*, zfi_domain*, zfi_domain*)>(
+        w[0] == "initaltnode" ? "init_altnode" : "init_remnode")(n ? &n->domain : nullptr,
+                                                                 n ? &n->alt : nullptr, nullptr);
+  }
+
+  void perform(const Words& w) {
+    const std::string& verb = w[0];
+    PluginHost* h = m_host.get();
+    if (verb == "unreadable") {
+      throw std::runtime_error(w.at(1));
+    } else if (verb == "model") {
+      if (m_host) throw std::runtime_error("model before anything that loads the plugin");
+      m_model += joined(w, 1) + "\n";
+    } else if (verb == "env") {
+      host();  // the host starts without configured targets
+      ::setenv(w.at(1).c_str(), joined(w, 2).c_str(), 1);
+      m_env.push_back(w[1]);
+    } else if (verb == "setting") {
+      host().sim().setSetting(w.at(1), w.at(2));
+    } else if (verb == "setpair") {
+      host().sim().setPairStatus(number(w.at(1)), number(w.at(2)), number(w.at(3)), pairState(w.at(4)));
+    } else if (verb == "suspend") {
+      host().sim().suspendPair(number(w.at(1)), number(w.at(2)), number(w.at(3)), rmsim::Suspend::AtCopyEnd);
+    } else if (verb == "fault") {
+      rmsim::FaultSpec fault;
+      fault.function = w.at(1);
+      fault.errorNumber = number(w.at(2));
+      fault.message = w.at(3);
+      const auto opts = options(w, 4);
+      if (opts.count("count")) fault.count = number(opts.at("count"));
+      if (opts.count("after")) fault.after = number(opts.at("after"));
+      host().sim().addFault(fault);
+    } else if (verb == "clearfaults") {
+      host().sim().clearFaults();
+    } else if (verb == "reload") {
+      closeStep();
+      host().reload();
+    } else if (verb == "node" && w.at(2) == "hole") {  // a split node without a node
+      HostNode& made = host().node("", "", true);
+      made.split = zfi_splitnode{};
+      m_nodes[w[1]] = &made;
+    } else if (verb == "node") {
+      const auto opts = options(w, 4);
+      HostNode& made =
+          host().node(expand(w.at(2)), w.at(3), (w.size() > 4 && w[4] == "bare") || opts.count("objid"));
+      if (opts.count("objid")) {  // a node whose object is named otherwise
+        made.objidName = opts.at("objid");
+        made.objid.name = &made.objidName[0];
+      }
+      m_nodes[w[1]] = &made;
+    } else if (verb == "repeat") {  // repeat N STEP...: $i counts from 0
+      for (int i = 0; i < number(w.at(1)); ++i) {
+        Words again;
+        for (size_t k = 2; k < w.size(); ++k) again.push_back(substitute(w[k], {{"i", std::to_string(i)}}));
+        perform(again);
+      }
+    } else if (verb == "select") {
+      step(w, &Runner::doSelect);
+    } else if (verb == "prepare") {
+      step(w, &Runner::doPrepare);
+    } else if (verb == "isready") {
+      step(w, &Runner::doIsready);
+    } else if (verb == "make") {
+      step(w, &Runner::doMake);
+    } else if (verb == "restore") {
+      step(w, &Runner::doRestore);
+    } else if (verb == "setstate") {
+      step(w, &Runner::doSetState);
+    } else if (verb == "import") {
+      step(w, &Runner::doImport);
+    } else if (verb == "initnode" || verb == "initaltnode" || verb == "initremnode") {
+      step(w, &Runner::doInitNode);
+    } else if (!m_inStep || h == nullptr) {
+      throw std::runtime_error("'" + verb + "' is neither a setting nor follows a step");
+    } else {
+      expect(w, *h);
+    }
+  }
+
+  // The expectations about the step just run.
+  void expect(const Words& w, PluginHost& h) {
+    const std::string& verb = w[0];
+    if (verb == "msg") {
+      m_expectedMessages.push_back(joined(w, 1));
+    } else if (verb == "trace" && w.at(1) == "-") {
+      for (const std::string& traced : m_trace) EXPECT_EQ(std::string::npos, traced.find(w.at(2))) << traced;
+    } else if (verb == "trace") {
+      const std::string line = w.at(1) + " " + w.at(2);
+      bool found = false;
+      for (const std::string& traced : m_trace) found = found || traced == line;
+      EXPECT_TRUE(found) << "not traced: " << line << "\ntraced:\n" << joined(m_trace);
+    } else if (verb == "traces") {  // every line holding the text, in order
+      Words found;
+      for (const std::string& traced : m_trace)
+        if (traced.find(w.at(1)) != std::string::npos) found.push_back(traced);
+      Words want;
+      for (size_t i = 2; i + 1 < w.size(); i += 2) want.push_back(w[i] + " " + w[i + 1]);
+      EXPECT_EQ(want, found);
+    } else if (verb == "reads") {  // the traced pair-status reads
+      Words found;
+      for (const std::string& traced : m_trace)
+        if (traced.compare(0, 17, "L3 Pair status  :") == 0) found.push_back(traced.substr(17, 4));
+      EXPECT_EQ(joined(w, 1), joined(found));
+    } else if (verb == "calls") {
+      if (w.size() == 2 && w[1] == "none") {
+        Words made;
+        for (const auto& call : m_calls) made.push_back(call.function);
+        EXPECT_TRUE(m_calls.empty()) << joined(made);
+        return;
+      }
+      std::set<std::string> named;
+      for (size_t i = 1; i < w.size(); ++i) named.insert(w[i].substr(0, w[i].find('(')));
+      std::vector<rmsim::CallRecord> made;
+      for (const auto& call : m_calls)
+        if (named.count(call.function)) made.push_back(call);
+      Words got;
+      for (const auto& call : made) got.push_back(call.function);
+      ASSERT_EQ(w.size() - 1, made.size()) << "calls: " << joined(got);
+      for (size_t i = 0; i < made.size(); ++i) EXPECT_EQ("", mismatch(w[i + 1], made[i])) << w[i + 1];
+    } else if (verb == "nocalls") {
+      for (const auto& call : m_calls)
+        for (size_t i = 1; i < w.size(); ++i) EXPECT_NE(w[i], call.function);
+    } else if (verb == "count") {
+      int n = 0;
+      for (const auto& call : m_calls) n += w.at(1) == "*" || call.function == w[1];
+      EXPECT_EQ(number(w.at(2)), n) << w[1];
+    } else if (verb == "allcalls") {  // every call addressing a volume, with its pins
+      for (const auto& call : m_calls) {
+        if (call.porttype == -1) continue;
+        std::string pins;
+        for (size_t i = 1; i < w.size(); ++i)
+          if (w[i].compare(0, 4, "lun=") != 0 || call.function != "getldev")
+            pins += (pins.empty() ? "" : ",") + w[i];
+        EXPECT_EQ("", mismatch(call.function + "(" + pins + ")", call));
+      }
+    } else if (verb == "ids") {
+      EXPECT_EQ(w.size() == 2 && w[1] == "none" ? "" : joined(w, 1), joined(m_names));
+    } else if (verb == "flags" || verb == "altflags") {
+      HostNode* n = node(w.at(1));
+      EXPECT_EQ(nodeFlags(w.at(2)), verb == "flags" ? n->domain.flags : n->alt.flags) << w[1];
+    } else if (verb == "private" || verb == "altprivate") {  // the node's private data: set or none
+      HostNode* n = node(w.at(1));
+      EXPECT_EQ(w.at(2) == "set",
+                (verb == "private" ? n->domain.private_data : n->alt.private_data) != nullptr)
+          << w[1];
+    } else if (verb == "pair") {
+      EXPECT_EQ(w.at(4), stateName(h.sim().pairStatus(number(w.at(1)), number(w.at(2)), number(w.at(3)))));
+    } else if (verb == "state") {
+      std::string text;
+      const size_t traceFrom = h.traceSize();
+      EXPECT_EQ(0, h.getState(&node(w.at(1))->domain, &text));
+      for (const std::string& line : h.traceLines(traceFrom)) m_trace.push_back(line);  // what the get traced
+      if (w.at(2) == "=")
+        EXPECT_EQ(w.at(3), text);
+      else if (w[2] == "has")
+        EXPECT_NE(std::string::npos, text.find(w.at(3))) << text;
+      else if (w[2] == "lacks")
+        EXPECT_EQ(std::string::npos, text.find(w.at(3))) << text;
+      else
+        throw std::runtime_error("state ID =|has|lacks TEXT");
+    } else {
+      throw std::runtime_error("no such line: " + verb);
+    }
+  }
+
+  const Scenario& m_scenario;
+  std::string m_model;
+  Words m_env;
+  std::unique_ptr<PluginHost> m_host;
+  std::map<std::string, HostNode*> m_nodes;
+  bool m_inStep = false;
+  int m_stepLine = 0, m_line = 0;
+  std::vector<rmsim::CallRecord> m_calls;
+  Words m_trace, m_names, m_expectedMessages;
+  std::vector<HostMessage> m_messages;
+};
+
+}  // namespace
+
+void runScenario(const Scenario& scenario) { Runner(scenario).run(); }

@@ -1,0 +1,31 @@
+#ifndef TESTS_SUPPORT_SCENARIO_H
+#define TESTS_SUPPORT_SCENARIO_H
+
+// Scenario files: each case of the plugin's behaviour through its C ABI is a
+// few lines of text run against a fresh PluginHost. The language is in
+// tests/support/README.md; scenario_test.cpp turns every scenario of a file
+// into a named gtest case.
+
+#include <string>
+#include <vector>
+
+struct ScenarioLine {
+  int number;  // in the file, for failure reports
+  std::vector<std::string> words;
+};
+
+struct Scenario {
+  std::string name;
+  std::string file;
+  std::vector<ScenarioLine> lines;
+};
+
+// Every scenario of `path`, tables expanded; a file that cannot be read or
+// parsed gives one scenario named "Unreadable" that fails with the reason.
+std::vector<Scenario> readScenarios(const std::string& path);
+
+// Runs `scenario`, reporting each expectation that does not hold as a gtest
+// failure naming the file and line.
+void runScenario(const Scenario& scenario);
+
+#endif
