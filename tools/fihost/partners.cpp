@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "hints.h"
 #include "instance_files.h"
 #include "pair_probe.h"
 #include "problem.h"
@@ -57,7 +58,7 @@ DeviceRecord selectedSource(Context& context, Plugin& plugin, FrameworkNode& nod
   if (rc != 0) {
     context.collect(plugin);
     throw Problem("cannot read the source " + node.udid() + " from the array (select returned " +
-                  std::to_string(rc) + "); see fihost check");
+                  resultText(rc) + "); nothing was changed; see fihost check " + node.udid());
   }
   return parseProviderState(state).source;
 }
