@@ -2,7 +2,9 @@
 # The main job, on the simulator: for each of the four snapshot methods,
 # write data to a source device, check it, take a snapshot, change the
 # source, restore it from the snapshot in another process, and show that
-# the source holds the snapshot's data again. Ends with a summary table.
+# the source holds the snapshot's data again. Then three generations of one
+# device kept as restore points, and the middle one restored by its id.
+# Ends with a summary table.
 #   bash scripts/demo.sh            set up, build what is needed, run
 #   BUILD_DIR=... bash scripts/demo.sh
 set -euo pipefail
@@ -58,7 +60,7 @@ for row in "${rows[@]}"; do
   if run "$rmsim" write "$serial" "$ldev" "$data" &&
     run "$fihost" check --method "$method" "$device" &&
     run "$fihost" snapshot --method "$method" --interval 0.2 --state "$state" "$device" | tee "$work/out" &&
-    snapshot=$(awk -v d="$device" '$1 == d { print $4 }' "$work/out") &&
+    snapshot=$(awk -v d="$device" '$2 == d { print $5 }' "$work/out") &&
     run "$rmsim" write "$serial" "$ldev" "overwritten by mistake" &&
     run "$rmsim" read "$serial" "$ldev" &&
     run "$fihost" restore --yes --state "$state" &&
@@ -69,6 +71,34 @@ for row in "${rows[@]}"; do
   [ "$result" = "ok" ] || failed=1
   summary+=("$method|$device|${snapshot##*##}|$result")
 done
+
+# Restore points: three generations of one device kept on its three
+# ShadowImage partners, the source overwritten, generation 2 restored by its
+# id from the catalogue of snapshots.
+generations() {
+  local device=/dev/sdc serial=410001 ldev=256 g
+  echo
+  echo "=== restore points: three generations of $device, kept with --keep 3"
+  for g in 1 2 3; do
+    run "$rmsim" write "$serial" "$ldev" "generation $g" || return 1
+    run "$fihost" snapshot --keep 3 --interval 0.2 "$device" || return 1
+  done
+  run "$rmsim" write "$serial" "$ldev" "overwritten by mistake" || return 1
+  run "$fihost" snapshots "$device" | tee "$work/points" || return 1
+  # Newest first: the second restore point listed is generation 2.
+  read -r point_id _ _ _ point_partner _ < <(awk '$1 ~ /^[0-9]+$/ && ++n == 2' "$work/points")
+  run "$fihost" restore --yes --snapshot "$point_id" || return 1
+  run "$fihost" snapshots "$device" || return 1
+  generation=$("$rmsim" read "$serial" "$ldev") || return 1
+  say "$rmsim read $serial $ldev" && echo "$generation"
+}
+point_id="" point_partner="-" generation=""
+result="FAILED"
+if generations; then
+  if [ "$generation" = "generation 2" ]; then result="ok"; else result="WRONG DATA"; fi
+fi
+[ "$result" = "ok" ] || failed=1
+summary+=("generation 2, id $point_id|/dev/sdc|${point_partner##*##}|$result")
 
 echo
 echo "=== summary ($(($(date +%s) - started)) s)"

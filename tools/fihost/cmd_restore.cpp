@@ -23,6 +23,7 @@
 #include "interrupt.h"
 #include "pair_probe.h"
 #include "problem.h"
+#include "restore_points.h"
 #include "state_file.h"
 
 namespace fihost {
@@ -343,8 +344,12 @@ int reportUnfinished(Context& context, const RestoreOptions& options, const Watc
 }  // namespace
 
 int runRestore(Context& context, const RestoreOptions& options) {
-  StateFile state = readStateFile(options.stateFile);
-  const std::vector<std::string> taken = checkNotReplaced(state, options.stateFile);
+  // A restore point is a state file of one snapshot kept in the catalogue:
+  // the same checks, confirmation and watching apply.
+  StateFile state = options.snapshotId.empty() ? readStateFile(options.stateFile)
+                                               : stateOfPoint(options.snapshotId, hostDisks());
+  const std::vector<std::string> taken = checkNotReplaced(
+      state, options.snapshotId.empty() ? options.stateFile : "snapshot " + options.snapshotId);
   if (!options.yes && !confirmed(state, taken))
     throw Problem("restore not confirmed; nothing was changed", kExitNotConfirmed);
 

@@ -23,6 +23,7 @@
 #include "interrupt.h"
 #include "pair_probe.h"
 #include "problem.h"
+#include "rotation.h"
 #include "state_file.h"
 
 namespace fihost {
@@ -182,6 +183,12 @@ int runSnapshot(Context& context, const SnapshotOptions& options) {
   Plugin plugin(context.pluginPath);
   std::vector<FrameworkNode*> raw;
   for (Planned& p : planned) raw.push_back(p.node.get());
+  std::vector<Partner> rotation;
+  if (options.keep > 0) {
+    std::vector<std::string> names;
+    for (const Planned& p : planned) names.push_back(p.device.given);
+    rotation = rotateTargets(context, plugin, catalogue, disks, raw, names, options.keep);
+  }
   StateFile state;
   state.created = utcNow();
   state.session = "fihost-" + std::to_string(::getpid()) + "-" + std::to_string(std::time(nullptr));
@@ -194,8 +201,12 @@ int runSnapshot(Context& context, const SnapshotOptions& options) {
 
   // Read-only from here to prepare: which partner each device got, and
   // whether its pair can be split at all.
-  for (Planned& p : planned) {
+  for (size_t i = 0; i < planned.size(); ++i) {
+    Planned& p = planned[i];
     p.chosen = parseProviderState(session.providerState(*p.node));
+    if (!rotation.empty() && p.chosen.snapshot.deviceId != rotation[i].ldev)
+      throw Problem(p.device.given + ": the plugin chose LDEV " + p.chosen.snapshot.deviceId + ", not LDEV " +
+                    rotation[i].ldev + " that --keep named; nothing was changed");
     p.pair.error = "no RAID Manager library";
     if (library) {
       p.pair = probePair(*library, disks, p.chosen.source, p.chosen.snapshot.deviceId);

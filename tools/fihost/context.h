@@ -40,10 +40,15 @@ struct SnapshotOptions {
   std::string stateFile;
   double wait = 300;
   double interval = 2;
+  size_t keep = 0;  // 0: the plugin's own target, no rotation
+  std::vector<std::string> devices;
+};
+struct SnapshotsOptions {
   std::vector<std::string> devices;
 };
 struct RestoreOptions {
   std::string stateFile;
+  std::string snapshotId;  // a restore point of the catalogue, instead of a state file
   bool yes = false;
   double timeout = 0;  // 0: no limit
 };
@@ -57,6 +62,7 @@ int runInstances(Context& context, bool reclaim);
 int runCheck(Context& context, const CheckOptions& options);
 int runSnapshot(Context& context, const SnapshotOptions& options);
 int runRestore(Context& context, const RestoreOptions& options);
+int runSnapshots(Context& context, const SnapshotsOptions& options);
 
 // The four snapshot methods, and the default for a vendor's device: the
 // full copy, which needs no pool on the array.

@@ -92,6 +92,13 @@ int main(int argc, char** argv) {
       ->type_name("FILE");
   seconds(snapCmd, "--wait", snap.wait, "give up when the devices are not ready after SECONDS");
   seconds(snapCmd, "--interval", snap.interval, "ask the plugin whether the devices are ready every SECONDS");
+  snapCmd
+      ->add_option("--keep", snap.keep,
+                   "keep the last N snapshots of each DEVICE: take this one on the partner holding no "
+                   "recorded snapshot, else on the one holding the oldest (of the first N partners of the "
+                   "method, by mirror unit)")
+      ->type_name("N")
+      ->check(CLI::PositiveNumber);
   snapCmd->add_option("DEVICE", snap.devices, "a host disk (/dev/sdc) or a device UDID")
       ->type_name("DEVICE")
       ->required();
@@ -103,16 +110,28 @@ int main(int argc, char** argv) {
       ->type_name("FILE");
   std::string stateArgument;
   restoreCmd->add_option("FILE", stateArgument, "the state file, as with --state")->type_name("FILE");
+  restoreCmd
+      ->add_option("--snapshot", restore.snapshotId,
+                   "restore the snapshot with this ID from the catalogue of snapshots instead (see fihost "
+                   "snapshots)")
+      ->type_name("ID");
   restoreCmd->add_flag("--yes", restore.yes, "do not ask for confirmation");
   seconds(restoreCmd, "--timeout", restore.timeout,
           "stop waiting after SECONDS (0: wait until done) and report the pairs' states");
+
+  SnapshotsOptions points;
+  CLI::App* pointsCmd = app.add_subcommand(
+      "snapshots",
+      "list the snapshots recorded on this host, newest first, and whether each can still be restored "
+      "(its partner was not resynchronised or taken again since)");
+  pointsCmd->add_option("DEVICE", points.devices, "only the snapshots of these devices")->type_name("DEVICE");
 
   bool reclaim = false;
   CLI::App* instances = app.add_subcommand(
       "instances", "show the RAID Manager instance-number files: numbers held, holders, whether they run");
   instances->add_flag("--reclaim", reclaim, "free the numbers held by processes that have ended");
 
-  for (CLI::App* sub : {devices, checkCmd, snapCmd, restoreCmd, instances}) sub->footer(kFooter);
+  for (CLI::App* sub : {devices, checkCmd, snapCmd, pointsCmd, restoreCmd, instances}) sub->footer(kFooter);
 
   try {
     app.parse(argc, argv);
@@ -135,9 +154,14 @@ int main(int argc, char** argv) {
                    usageLine(*restoreCmd).c_str());
       return kExitUsage;
     }
+    if (!restore.snapshotId.empty() && !(stateArgument.empty() && restore.stateFile.empty())) {
+      std::fprintf(stderr, "fihost: restore either a state file or --snapshot ID, not both\n%s",
+                   usageLine(*restoreCmd).c_str());
+      return kExitUsage;
+    }
     if (!stateArgument.empty()) restore.stateFile = stateArgument;
-    if (restore.stateFile.empty()) {
-      std::fprintf(stderr, "fihost: restore needs the state file (FILE or --state FILE)\n%s",
+    if (restore.stateFile.empty() && restore.snapshotId.empty()) {
+      std::fprintf(stderr, "fihost: restore needs the state file (FILE or --state FILE) or --snapshot ID\n%s",
                    usageLine(*restoreCmd).c_str());
       return kExitUsage;
     }
@@ -153,6 +177,7 @@ int main(int argc, char** argv) {
     if (checkCmd->parsed()) return runCheck(context, check);
     if (snapCmd->parsed()) return runSnapshot(context, snap);
     if (restoreCmd->parsed()) return runRestore(context, restore);
+    if (pointsCmd->parsed()) return runSnapshots(context, points);
   } catch (const Problem& problem) {
     if (context.asJson) {
       const std::string command = app.get_subcommands().empty() ? "" : app.get_subcommands()[0]->get_name();

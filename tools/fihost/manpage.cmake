@@ -2,7 +2,7 @@
 # subcommand holding that subcommand's --help.
 set(_include ${WORK}/fihost-man.include)
 file(WRITE ${_include} "[SUBCOMMANDS]\n")
-foreach(sub devices check snapshot restore instances)
+foreach(sub devices check snapshot snapshots restore instances)
   execute_process(COMMAND ${FIHOST} ${sub} --help OUTPUT_VARIABLE _help RESULT_VARIABLE _rc)
   if(NOT _rc EQUAL 0)
     message(FATAL_ERROR "fihost ${sub} --help failed")
@@ -19,7 +19,16 @@ fihost restore mon.json                      # copy it back, after a confirmatio
 fihost restore \-\-yes \-\-timeout 600 mon.json  # no prompt, at most ten minutes
 fihost devices \-\-json                        # options may follow the subcommand
 fihost instances \-\-reclaim                   # free the numbers of ended processes
+fihost snapshot \-\-keep 3 /dev/sdc             # keep the last three snapshots (restore points)
+fihost snapshots /dev/sdc                    # its restore points, newest first, intact or not
+fihost restore \-\-snapshot 6                  # copy restore point 6 back, after a confirmation
 .fi
+.PP
+With \-\-keep N each snapshot goes to the first of the first N partners of the method
+(by mirror unit: full copy 0 to 2, Copy\-on\-Write 3 and up) that holds no recorded
+snapshot, else to the one holding the oldest. A restore point whose partner was taken
+again, resynchronised, suspended or dissolved since is listed as not intact, and
+restore \-\-snapshot refuses it.
 .PP
 A restore of a state file whose partner a later snapshot has overwritten is refused,
 naming that snapshot and when it was taken:
@@ -32,8 +41,8 @@ was replaced by snapshot 2 taken 2026\-11\-24T21:00:00Z (state file /root/tue.js
 .I $HITACHIFI_CACHE_DIR/fihost/catalogue.db
 The catalogue of the snapshots taken on this host (SQLite): which snapshot each partner
 volume holds, and which later snapshot replaced it. Written by snapshot, read by restore
-and check. Removing it forgets which partner holds what; restore then cannot tell a stale
-state file.
+and check, and listed by snapshots. Removing it forgets which partner holds what; restore
+then cannot tell a stale state file, and the restore points are gone.
 .TP
 .I $HITACHIFI_CACHE_DIR/hitachi/
 The RAID Manager instance-number files that fihost shares with the plugin.
@@ -55,7 +64,8 @@ Where the host's disks are read (default /sys).
 The host name matched against the arrays' host-group names.
 .TP
 .B HITACHIFI_SNAPSHOT_RESOURCE_SPEC
-The configured snapshot targets, as the plugin reads them.
+The configured snapshot targets, as the plugin reads them. A snapshot \-\-keep run names its
+own targets through the plugin's config entry point instead.
 .TP
 .B FRIM_DLOPEN_ROOT
 A folder under which /usr/lib/libsvrrm.so is looked for.
