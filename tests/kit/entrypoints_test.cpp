@@ -73,20 +73,6 @@ TEST_F(EntryPointShell, SingleNodeStandsInOnlyForAnEmptyArray) {
   EXPECT_EQ("delayedInit;isReady(job-1:UDID##A);isReady(job-1:);isReady(job-1:UDID##B);", calls());
 }
 
-// The kit's node-list forms decline, so the session forms run on the session
-// select filled (keyed by node name, so in name order).
-TEST_F(EntryPointShell, SessionFormsRunOnTheSessionSelectFilled) {
-  TestNode a("UDID##A"), b("UDID##B"), late("UDID##LATE");
-  zfi_splitnode* list[] = {&b.m_split, &a.m_split};
-  zfi_splitnode* lateList[] = {&late.m_split};
-  EXPECT_EQ(0, select(nullptr, list, 2));
-  EXPECT_EQ(0, prepare(lateList, 1, 7));
-  EXPECT_EQ(
-      "delayedInit;select(job-1:UDID##B,UDID##A);selectSnapshots(job-1:UDID##A,UDID##B);"
-      "prepare(7:UDID##LATE);prepareSnapshots(job-1:UDID##A,UDID##B);",
-      calls());
-}
-
 TEST_F(EntryPointShell, AFailedSelectAddsNothingAndPreselectAddsWithoutAnOperation) {
   TestNode a("UDID##A"), b("UDID##B");
   setResult("select", 3);
@@ -143,14 +129,8 @@ TEST_F(EntryPointShell, FixedArgumentEntriesCheckTheirArgumentsAndObjctlStoresTh
   EXPECT_EQ(3, translate(names, 2, &out));
   EXPECT_EQ(3, translate(nullptr, 0, &out));
   EXPECT_EQ(0, translate(names, 0, &out));
-  auto import = lib.entry<int (*)(char**, char*, char*, char*, int, char**, char*)>("import_resource");
-  char first[] = "R1", second[] = "R2", node[] = "N";
-  char* resources[] = {first, second, nullptr};
-  EXPECT_EQ(0, import(resources, node, nullptr, nullptr, 6, nullptr, nullptr));
-  EXPECT_EQ(0, import(nullptr, nullptr, nullptr, nullptr, 1, nullptr, nullptr));
   EXPECT_EQ(
-      "cacheEnable(0);delayedInit;cacheDisable(0);initAltNode;initAltNode(remote);translateResourceNames(0);"
-      "importNode(N:R1,R2,6);importNode(:1);",
+      "cacheEnable(0);delayedInit;cacheDisable(0);initAltNode;initAltNode(remote);translateResourceNames(0);",
       calls());
 
   setResult("objctl", 6);

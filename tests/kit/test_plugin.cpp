@@ -114,11 +114,6 @@ class CTestPlugin : public CFiPluginInterposer {
     return note("initAltNode", remote ? "(remote)" : "");
   }
   int postDeport(zfi_domain*, zfi_domain*) override { return note("postDeport"); }
-  int importNode(ACE_CString name, std::vector<ACE_CString> resources, bool, bool, bool, int flags) override {
-    std::string detail = std::string("(") + name.c_str() + ":";
-    for (const ACE_CString& resource : resources) detail += std::string(resource.c_str()) + ",";
-    return note("importNode", detail + std::to_string(flags) + ")");
-  }
 };
 
 CFI_API_EXPORT_ALL(testfi, CTestPlugin)

@@ -1,5 +1,7 @@
 // The operation guard: what escapes a snapshot operation becomes one message
 // on the error manager and the result 6; anything else is not swallowed.
+// Failures a scenario can provoke (a pair's state, a node name, a malformed
+// target list) are pinned by the lifecycle scenarios through the C ABI.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -28,14 +30,6 @@ std::string takeMessage() {
 }
 
 TEST(OperationGuard, MapsEachEscapingFailureToItsMessageAndSix) {
-  CHitachiException bad;
-  bad.m_kind = HITACHI_EXC_BAD_PAIR;
-  bad.m_vdisk = "256";
-  bad.m_vdiskCopy = "512";
-  bad.m_enclosureId = "410001";
-  bad.m_pairStatus = "STAT_COPY";
-  bad.m_file = "pairs.cpp";
-  bad.m_line = 12;
   const struct {
     const char* caught;
     std::function<int()> body;
@@ -45,14 +39,8 @@ TEST(OperationGuard, MapsEachEscapingFailureToItsMessageAndSix) {
        "MSG_ERROR_UNHANDLED_EXEC_PIPE_EXCEPTION|FI_EXEC_PIPE_FORK|no child|op.cpp|77"},
       {"EFiExecPipe out of table", []() -> int { throw EFiExecPipe(99, "odd"); },
        "MSG_ERROR_UNHANDLED_EXEC_PIPE_EXCEPTION|FI_EXEC_PIPE_UNKNOWN|odd|op.cpp|77"},
-      {"CHitachiException", [&bad]() -> int { throw bad; },
-       "MSG_ERROR_HITACHI_BAD_PAIR_STATUS|256|512|410001|STAT_COPY|pairs.cpp|12"},
       {"CFiError", []() -> int { throw CFiError("lost", "catalog", "open", 42); },
        "MSG_ERROR_UNHANDLED_FIERROR_EXCEPTION|lost|catalog|open|42"},
-      {"CFiUdidException", []() -> int { throw CFiUdidException("UDID##A##B", 4); },
-       "MSG_ERROR_UDID_PARSING_EXCEPTION|UDID##A##B|4"},
-      {"std::runtime_error", []() -> int { throw std::runtime_error("broken"); },
-       "MSG_ERROR_UNHANDLED_RUNTIME_EXCEPTION|std::runtime_error|broken|op.cpp|77"},
       {"std::runtime_error subclass", []() -> int { throw std::range_error("far"); },
        "MSG_ERROR_UNHANDLED_RUNTIME_EXCEPTION|std::runtime_error|far|op.cpp|77"},
       {"int", []() -> int { throw -5; }, "MSG_ERROR_UNHANDLED_INT_EXCEPTION|-5|op.cpp|77"},
