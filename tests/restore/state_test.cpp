@@ -39,23 +39,4 @@ TEST(ProviderState, MissingBlocksNodesAndUnknownRequests) {
   EXPECT_TRUE(host.messages().empty());
 }
 
-// A state is a few hundred bytes per volume; a block past 64 KiB is not
-// parsed at all, so a hostile one cannot make the parser work for it.
-TEST(ProviderState, BlocksOver64KiBAreRefusedUnread) {
-  PluginHost host;
-  HostNode& node = host.node("<hitachifi>UDID##HITACHI##HDS##410001##256", "Hitachi_ShadowImage");
-  ASSERT_EQ(0, host.setState(&node.domain, "<VdiskList></VdiskList>"));
-  std::string before, after;
-  ASSERT_EQ(0, host.getState(&node.domain, &before));
-  const std::string big = "<VdiskList>" + std::string(65536, ' ') + "</VdiskList>";
-  EXPECT_EQ(6, host.setState(&node.domain, big));
-  const auto messages = host.messages();
-  ASSERT_EQ(1u, messages.size());
-  EXPECT_EQ(0u, messages[0].str().find("MSG_ERROR_HITACHI_INVALID_INPUT S:setProviderState S:provider state of " +
-                                        std::to_string(big.size()) + " bytes, more than the 65536 accepted S:"))
-      << messages[0].str();
-  EXPECT_EQ(0, host.getState(&node.domain, &after));
-  EXPECT_EQ(before, after);
-}
-
 }  // namespace

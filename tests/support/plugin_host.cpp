@@ -67,23 +67,18 @@ PluginHost::PluginHost(const std::string& model, int traceLevel) : m_host(new Si
   load();
 }
 
-PluginHost::PluginHost(Peer) { load(); }
-
 PluginHost::~PluginHost() { unload(); }
 
-std::string PluginHost::tracePath() const {
-  const char* dir = std::getenv("HITACHIFI_TRACE_DIR");
-  return (m_host ? m_host->traceDir() : std::string(dir ? dir : ".")) + "/trace.log";
-}
+std::string PluginHost::tracePath() const { return m_host->traceDir() + "/trace.log"; }
 
 void PluginHost::load() {
-  if (m_sim) m_sim->writeSysfs(m_host->sysfs());
+  m_sim->writeSysfs(m_host->sysfs());
   m_handle = ::dlopen(PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
   if (m_handle == nullptr) throw std::runtime_error(std::string("dlopen: ") + ::dlerror());
   zfi_version version{};
   const int rc = entry<int (*)(zfi_fw_info*, zfi_version*, const char*)>("init")(nullptr, &version, "fim");
   if (rc != 0) throw std::runtime_error("init returned " + std::to_string(rc));
-  if (m_sim) m_sim->clearJournal();
+  m_sim->clearJournal();
 }
 
 void PluginHost::unload() {
@@ -238,9 +233,9 @@ std::vector<HostMessage> PluginHost::messages() {
   return std::vector<HostMessage>(newestFirst.rbegin(), newestFirst.rend());
 }
 
-std::vector<std::string> traceFileLines(const std::string& path, size_t from) {
+std::vector<std::string> PluginHost::traceLines(size_t from) const {
   std::vector<std::string> found;
-  std::ifstream in(path);
+  std::ifstream in(tracePath());
   in.seekg(static_cast<std::streamoff>(from));
   for (std::string line; std::getline(in, line);) {
     const size_t level = line.find("] L");
@@ -251,10 +246,6 @@ std::vector<std::string> traceFileLines(const std::string& path, size_t from) {
     found.push_back(line.substr(level + 2, name - level - 2) + " " + line.substr(body + 2));
   }
   return found;
-}
-
-std::vector<std::string> PluginHost::traceLines(size_t from) const {
-  return traceFileLines(tracePath(), from);
 }
 
 size_t PluginHost::traceSize() const {

@@ -37,7 +37,6 @@ class SimulatedHost {
   std::string db() const { return m_dir + "/rmsim.db"; }
   std::string sysfs() const { return m_dir + "/sys"; }
   std::string cacheDir() const { return m_dir + "/cache"; }
-  std::string instanceDir() const { return m_dir + "/cache/hitachi"; }
   std::string traceDir() const { return m_dir + "/log"; }
 
  private:
@@ -73,11 +72,6 @@ class PluginHost {
   // Loads `model` (the default model when empty), writes its sysfs tree and
   // loads and initialises the plugin with a trace at `traceLevel`.
   explicit PluginHost(const std::string& model = std::string(), int traceLevel = 6);
-  // A second framework process: the plugin loaded afresh over the simulated
-  // host whose environment this process inherited; no simulator of its own
-  // (sim() and calls() are not for it).
-  struct Peer {};
-  explicit PluginHost(Peer);
   ~PluginHost();
   PluginHost(const PluginHost&) = delete;
   PluginHost& operator=(const PluginHost&) = delete;
@@ -137,8 +131,5 @@ class PluginHost {
   void* m_handle = nullptr;
   std::deque<std::unique_ptr<HostNode>> m_nodes;
 };
-
-// The lines of the trace file `path` from byte `from` on, as "L<level> <message>".
-std::vector<std::string> traceFileLines(const std::string& path, size_t from = 0);
 
 #endif
