@@ -86,13 +86,6 @@ const Row kLibrary[] = {
      "0 0 2 10630 / threw 4 0 'symbol empty' getrmver ''",
      {"getrmver"},
      {"L6 Calling getrmver", "L2 symbol empty"}},
-    {"FiniBeforeInitDoesNothing",
-     [](Binding& t) { return std::to_string(t.intf.fini()) + t.resolved(); },
-     "0 -attachcmddev -detachcmddev -pairvolstat -pairsplit -pairresync -getldev -getrminfo -getrmerrmsg "
-     "-getrmver "
-     "-getdkclimit -getfmtmsg",
-     {},
-     {}},
     {"WrappersAfterFiniThrowNamingTheirFunction",
      [](Binding& t) {
        t.init();

@@ -1,8 +1,8 @@
 #ifndef TESTS_SUPPORT_PROCESS_RUN_H
 #define TESTS_SUPPORT_PROCESS_RUN_H
 
-// A program run as a separate process (fihost, rmsim, a second framework
-// process), its standard input given, its output and errors kept.
+// A program run as a separate process (fihost, rmsim), its standard input
+// given, its output and errors kept; and a whole file read as text.
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,6 +17,7 @@ struct RunResult {
   std::string out, err;
 };
 
+// The whole text of a file ("" when it cannot be read).
 inline std::string slurp(const std::string& path) {
   std::ifstream in(path);
   return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());

@@ -11,9 +11,10 @@
 
 #include "cficontextsingleton.h"
 #include "cfitracelog.h"
+#include "hitachi_exception.h"
 #include "hitachi_rmlibintf.h"
+#include "process_run.h"
 #include "sim_control.h"
-#include "test_helpers.h"
 
 using namespace frim_pdk_4_4;
 
@@ -56,7 +57,7 @@ class RmlibTest : public ::testing::Test {
   // text exactly as traced: leading blanks and tabs count.
   std::vector<std::string> traceLines() {
     std::vector<std::string> out;
-    std::istringstream in(readText(tracePath()));
+    std::istringstream in(slurp(tracePath()));
     for (std::string line; std::getline(in, line);) {
       const size_t level = line.find("] L"), text = line.find(" hitachifi: ");
       if (level != std::string::npos && text != std::string::npos)

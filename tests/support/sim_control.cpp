@@ -37,11 +37,6 @@ SimControl::~SimControl() {
 }
 
 int64_t SimControl::calls(const std::string& function) { return m_impl->sim.counter(function); }
-int64_t SimControl::totalCalls() {
-  int64_t total = 0;
-  for (const auto& counter : m_impl->sim.counters()) total += counter.second;
-  return total;
-}
 void SimControl::resetCounters() { m_impl->sim.resetCounters(); }
 void SimControl::setFault(const std::string& function, int errorNumber, const std::string& message,
                           int count) {

@@ -23,7 +23,6 @@ class SimControl {
 
   const std::string& dir() const { return m_dir; }  // a fresh temporary directory
   int64_t calls(const std::string& function);
-  int64_t totalCalls();  // of every RMLIB function
   void resetCounters();
   void setFault(const std::string& function, int errorNumber, const std::string& message, int count);
   void setPairStatus(int serial, int pvol, int mu, int status);
