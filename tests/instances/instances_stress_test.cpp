@@ -3,27 +3,18 @@
 // by a file that only one holder can create: a number handed to two
 // processes at once fails the test.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/time.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
-#include <string>
-#include <vector>
 
-#include "hitachi_instanceManager.h"
+#include "instance_files.h"
 
 namespace {
 
 const int kProcesses = 16;
-const int kRounds = 1000;  // per process
-const int kMin = 601, kMax = 699;
+const int kRounds = 1000;          // per process
+const int kMin = 601, kMax = 699;  // as InstanceFiles sets them
 
 // Exit codes of a child that saw something wrong.
 enum : int { kNoNumber = 3, kHeldTwice = 4, kThrew = 5, kNoSignals = 6 };
@@ -59,30 +50,8 @@ bool inLockWait(pid_t pid) {
   return where.find("lk") != std::string::npos || where.find("lock") != std::string::npos;
 }
 
-class InstanceStress : public ::testing::Test {
+class InstanceStress : public InstanceFiles {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/instances-stress.XXXXXX";
-    dir = ::mkdtemp(pattern);
-    CInstanceManager::setMinMaxInstanceNo(kMin, kMax);
-    CInstanceManager::setInstanceNoPath(dir);
-  }
-  void TearDown() override { std::filesystem::remove_all(dir); }
-
-  // The owners of the file's records, in number order.
-  std::vector<int32_t> owners() {
-    std::ifstream in(CInstanceManager::getFilePath("key"), std::ios::binary);
-    std::vector<int32_t> out;
-    for (int32_t r[2]; in.read(reinterpret_cast<char*>(r), sizeof r);) out.push_back(r[1]);
-    return out;
-  }
-  static int exitCode(pid_t pid) {
-    int status = -1;
-    while (::waitpid(pid, &status, 0) == -1 && errno == EINTR) {
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  }
-
   // One child's work: `kRounds` numbers taken and given back, each witnessed.
   // A timer interrupts it every half millisecond, mostly in lock waits since
   // sixteen processes queue for one lock. Reports its signal count on `out`.
@@ -121,8 +90,6 @@ class InstanceStress : public ::testing::Test {
     (void)!::write(out, &signals, sizeof signals);
     ::_exit(code);
   }
-
-  std::string dir;
 };
 
 // Started together on a file nobody has created yet, so that creation races too.

@@ -1,41 +1,15 @@
 // Instance numbers shared between processes through the instance-number files.
-#include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <iterator>
-#include <string>
-#include <utility>
-#include <vector>
 
-#include "hitachi_instanceManager.h"
+#include "instance_files.h"
 
 namespace {
 
-using Record = std::pair<int32_t, int32_t>;  // number, owner
-
-class InstanceNumbers : public ::testing::Test {
+class InstanceNumbers : public InstanceFiles {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/instances-test.XXXXXX";
-    dir = ::mkdtemp(pattern);
-    ::umask(022);  // the mode asked for at creation is then the mode found
-    CInstanceManager::setMinMaxInstanceNo(601, 699);
-    CInstanceManager::setInstanceNoPath(dir);
-  }
-  void TearDown() override { std::filesystem::remove_all(dir); }
-  std::vector<Record> records() {
-    std::ifstream in(CInstanceManager::getFilePath("key"), std::ios::binary);
-    std::vector<Record> out;
-    for (Record r; in.read(reinterpret_cast<char*>(&r), sizeof r);) out.push_back(r);
-    return out;
-  }
   static std::vector<Record> range(int32_t owner) {
     std::vector<Record> all;
     for (int n = 601; n <= 699; ++n) all.push_back({n, owner});
@@ -54,7 +28,6 @@ class InstanceNumbers : public ::testing::Test {
     }
     return "";
   }
-  std::string dir;
 };
 
 TEST_F(InstanceNumbers, NumbersGoInFileOrderAndComeBackOnReleaseOrDestruction) {

@@ -3,15 +3,13 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
+
+#include "process_run.h"
 
 namespace {
 
@@ -20,11 +18,6 @@ namespace fs = std::filesystem;
 // A path no real host has; only the test's root holds a library there.
 const char kLibrary[] = "/opt/hitachifi-loader-test/libprobe.so";
 const uid_t kNobody = 65534;
-
-struct Outcome {
-  int status = -1;
-  std::string output;
-};
 
 class Loader : public ::testing::Test {
  protected:
@@ -46,29 +39,21 @@ class Loader : public ::testing::Test {
   void TearDown() override { fs::remove_all(dir); }
 
   // Runs `probe` with the root set and a level 2 trace in `traces`.
-  Outcome run(const std::string& probe) {
-    const std::string command =
-        "env FRIM_DLOPEN_ROOT='" + root + "' '" + probe + "' " + kLibrary + " '" + traces + "' 2>&1";
-    Outcome outcome;
-    FILE* pipe = ::popen(command.c_str(), "r");
-    if (pipe == nullptr) return outcome;
-    char buffer[512];
-    while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) outcome.output += buffer;
-    const int status = ::pclose(pipe);
-    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return outcome;
+  RunResult run(const std::string& probe) {
+    ::setenv("FRIM_DLOPEN_ROOT", root.c_str(), 1);
+    RunResult result = runProgram(probe, {kLibrary, traces}, "", dir);
+    ::unsetenv("FRIM_DLOPEN_ROOT");
+    result.out += result.err;
+    return result;
   }
-  std::string trace() {
-    std::ifstream in(traces + "/hitachifi.log");
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  }
+  std::string trace() { return slurp(traces + "/hitachifi.log"); }
 
   std::string dir, root, traces;
 };
 
 TEST_F(Loader, RootIsPrefixedAndThePathReallyOpenedIsTraced) {
-  const Outcome outcome = run(LOADER_PROBE);
-  EXPECT_EQ(0, outcome.status) << outcome.output;
+  const RunResult outcome = run(LOADER_PROBE);
+  EXPECT_EQ(0, outcome.status) << outcome.out;
   EXPECT_NE(std::string::npos,
             trace().find("FRIM_DLOPEN_ROOT is set: opening " + root + kLibrary + " for " + kLibrary))
       << trace();
@@ -84,10 +69,10 @@ TEST_F(Loader, SetuidProcessIgnoresTheRootAndSaysSo) {
   struct statvfs mount {};
   ASSERT_EQ(0, ::statvfs(dir.c_str(), &mount));
   if (mount.f_flag & ST_NOSUID) GTEST_SKIP() << dir << " is on a file system mounted nosuid";
-  const Outcome outcome = run(probe);
-  EXPECT_EQ(1, outcome.status) << outcome.output;
-  EXPECT_EQ(0u, outcome.output.find(std::string("refused: ") + kLibrary)) << outcome.output;
-  EXPECT_EQ(std::string::npos, outcome.output.find(root)) << outcome.output;
+  const RunResult outcome = run(probe);
+  EXPECT_EQ(1, outcome.status) << outcome.out;
+  EXPECT_EQ(0u, outcome.out.find(std::string("refused: ") + kLibrary)) << outcome.out;
+  EXPECT_EQ(std::string::npos, outcome.out.find(root)) << outcome.out;
   EXPECT_NE(std::string::npos, trace().find("FRIM_DLOPEN_ROOT '" + root +
                                             "' ignored in a setuid or setgid process; opening " + kLibrary))
       << trace();

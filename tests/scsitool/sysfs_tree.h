@@ -1,12 +1,10 @@
 #ifndef TESTS_SCSITOOL_SYSFS_TREE_H
 #define TESTS_SCSITOOL_SYSFS_TREE_H
 
-#include <ftw.h>
 #include <stdlib.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -22,7 +20,8 @@ class SysfsTree {
     if (m_root.empty() && ::mkdtemp(pattern)) m_root = m_scratch = pattern;
   }
   ~SysfsTree() {
-    if (!m_scratch.empty()) ::nftw(m_scratch.c_str(), &removeOne, 16, FTW_DEPTH | FTW_PHYS);
+    std::error_code ignored;
+    if (!m_scratch.empty()) std::filesystem::remove_all(m_scratch, ignored);
   }
   const std::string& root() const { return m_root; }
 
@@ -52,10 +51,9 @@ class SysfsTree {
 
  private:
   static void make(const std::string& path) {
-    for (size_t at = 1; at <= path.size(); ++at)
-      if (at == path.size() || path[at] == '/') ::mkdir(path.substr(0, at).c_str(), 0755);
+    std::error_code ignored;
+    std::filesystem::create_directories(path, ignored);
   }
-  static int removeOne(const char* path, const struct stat*, int, struct FTW*) { return std::remove(path); }
   std::string m_root;
   std::string m_scratch;
 };

@@ -19,49 +19,56 @@
 namespace simtest {
 namespace {
 
-// A child process that attaches, reports the result on a pipe and holds its
-// attachment until released: a second framework process, without any sleep.
-class Holder {
- public:
-  Holder(SimulatorTest& test, const std::string& path, int instance) {
-    if (::pipe(m_report) != 0 || ::pipe(m_release) != 0) return;
-    m_pid = ::fork();
-    if (m_pid == 0) {
-      ::close(m_release[1]);  // else the child would keep its own release pending
-      cmddevinfo own;
-      int rc = test.attach(&own, path, instance);
-      char done;
-      if (::write(m_report[1], &rc, sizeof rc) == sizeof rc) (void)!::read(m_release[0], &done, 1);
+// A second framework process: the child runs `first` and reports its
+// result, then runs `rest` until killed, or without one holds what it has
+// until released. No sleep: each side waits on a pipe.
+struct Child {
+  explicit Child(const std::function<int()>& first, const std::function<void()>& rest = {})
+      : looping(bool(rest)) {
+    int report[2], gate[2];
+    if (::pipe(report) != 0 || ::pipe(gate) != 0) return;
+    pid = ::fork();
+    if (pid == 0) {
+      ::close(gate[1]);  // else the child would keep its own release pending
+      const int rc = first();
+      char released;
+      if (::write(report[1], &rc, sizeof rc) == sizeof rc)
+        rest ? rest() : (void)!::read(gate[0], &released, 1);
       ::_exit(0);
     }
-    if (::read(m_report[0], &m_result, sizeof m_result) != sizeof m_result) m_result = -1;
+    ::close(gate[0]);
+    ::close(report[1]);
+    m_gate = gate[1];
+    if (pid < 0 || ::read(report[0], &result, sizeof result) != sizeof result) result = -1;
+    ::close(report[0]);
   }
-  ~Holder() { release(); }
-  void release() {
-    if (m_pid <= 0) return;
-    ::close(m_release[1]);  // the child's read ends
-    ::waitpid(m_pid, nullptr, 0);
-    for (int fd : {m_report[0], m_report[1], m_release[0]}) ::close(fd);
-    m_pid = 0;
+  ~Child() { end(); }
+  void end() {
+    if (pid <= 0) return;
+    ::close(m_gate);
+    if (looping) ::kill(pid, SIGKILL);  // in the middle of a call, as a killed framework process may be
+    ::waitpid(pid, nullptr, 0);
+    pid = 0;
   }
-  pid_t m_pid = -1;
-  int m_result = -1;
+  pid_t pid = -1;
+  int result = -1;
 
  private:
-  int m_report[2] = {-1, -1};
-  int m_release[2] = {-1, -1};
+  bool looping;
+  int m_gate = -1;
 };
 
 using InstanceNumbers = SimulatorTest;
 
 TEST_F(InstanceNumbers, ANumberHeldByAnotherLiveProcessIsRefusedUntilItEnds) {
-  Holder other(*this, "/dev/sdi", 650);
-  ASSERT_GT(other.m_pid, 0);
-  ASSERT_EQ(0, other.m_result);
+  cmddevinfo own;
+  Child other([&] { return attach(&own, "/dev/sdi", 650); });
+  ASSERT_GT(other.pid, 0);
+  ASSERT_EQ(0, other.result);
 
   cmddevinfo mine;
   EXPECT_EQ(RMSIM_E_INSTUSED, attach(&mine, "/dev/sdi", 650));
-  EXPECT_EQ("instance number 650 is in use on /dev/sdi by process " + std::to_string(other.m_pid),
+  EXPECT_EQ("instance number 650 is in use on /dev/sdi by process " + std::to_string(other.pid),
             std::string(lib.errmsg(&mine)));
   EXPECT_EQ(0, attach(&mine, "/dev/sdi", 651));  // another number
   cmddevinfo elsewhere;
@@ -73,11 +80,11 @@ TEST_F(InstanceNumbers, ANumberHeldByAnotherLiveProcessIsRefusedUntilItEnds) {
   EXPECT_EQ(601, held[0].instance);
   EXPECT_EQ("/dev/sdi", held[2].cmddev);
   EXPECT_EQ(650, held[2].instance);
-  EXPECT_EQ(other.m_pid, held[2].pid);
+  EXPECT_EQ(other.pid, held[2].pid);
   EXPECT_TRUE(held[2].alive);
 
-  const int ended = other.m_pid;
-  other.release();
+  const int ended = other.pid;
+  other.end();
   held = sim->attachments();
   ASSERT_EQ(4u, held.size());
   EXPECT_EQ(ended, held[2].pid);
@@ -197,20 +204,16 @@ TEST_F(CallJournal, EachProcessIsJournaledAndCountedUnderItsOwnIdInOneState) {
   sim->clearJournal();
   sim->resetCounters();
   EXPECT_TRUE(sim->counters().empty());
-  pid_t child = ::fork();
-  if (child == 0) {
-    cmddevinfo own;
-    int rc = attach(&own, "/dev/sdb", 602);
+  cmddevinfo own;
+  Child process([&] {
     targdev t = volume(kLun257, 0);
     pairstatinfo info;
+    int rc = attach(&own, "/dev/sdb", 602);
     if (rc == 0) rc = lib.volstat(&own, &t, &info);
-    if (rc == 0) rc = lib.split(&own, &t, 1, 15);
-    ::_exit(rc);
-  }
-  int waited = -1;
-  ASSERT_EQ(child, ::waitpid(child, &waited, 0));
-  ASSERT_TRUE(WIFEXITED(waited));
-  ASSERT_EQ(0, WEXITSTATUS(waited));
+    return rc == 0 ? lib.split(&own, &t, 1, 15) : rc;
+  });
+  ASSERT_EQ(0, process.result);
+  const pid_t child = process.pid;
   EXPECT_EQ(RMSIM_PSUS, status(kLun257, 0).pairstat);
   EXPECT_EQ(RMSIM_E_NOPAIR, split(kLun257, 1));  // failed calls count too
   sim->setFault("pairresync", 206, "busy", 1);
@@ -234,32 +237,6 @@ TEST_F(CallJournal, EachProcessIsJournaledAndCountedUnderItsOwnIdInOneState) {
   EXPECT_EQ(2, sim->counter("pairvolstat"));  // the totals add every process
 }
 
-// A second process that calls `poll` without pause, as a restore polls, from
-// its first success until it is killed.
-struct Poller {
-  explicit Poller(const std::function<int()>& poll) {
-    int ready[2];
-    if (::pipe(ready) != 0) return;
-    pid = ::fork();
-    if (pid == 0) {
-      if (poll() == 0 && ::write(ready[1], "!", 1) == 1) {
-        while (true) poll();
-      }
-      ::_exit(1);
-    }
-    char sign;
-    if (pid < 0 || ::read(ready[0], &sign, 1) != 1) pid = -1;
-    ::close(ready[0]);
-    ::close(ready[1]);
-  }
-  ~Poller() {
-    if (pid <= 0) return;
-    ::kill(pid, SIGKILL);  // in the middle of a call, as a killed framework process may be
-    ::waitpid(pid, nullptr, 0);
-  }
-  pid_t pid = -1;
-};
-
 // Reads that only look, and reads that advance a copy and so change the
 // state (the pollers' too): neither kind waits long for the pollers.
 TEST_F(CallJournal, TightPollersHoldUpNoOtherProcessForLong) {
@@ -271,10 +248,15 @@ TEST_F(CallJournal, TightPollersHoldUpNoOtherProcessForLong) {
     sim->setPairStatus(kHitachi, 257, 0, copying ? RMSIM_COPY : RMSIM_PAIR);
     targdev polled = volume(kLun257, 0);
     pairstatinfo seen;
-    std::vector<std::unique_ptr<Poller>> pollers;  // enough to keep the state busy on a loaded machine
+    // Processes that poll without pause, as a restore polls, from their
+    // first success on: enough to keep the state busy on a loaded machine.
+    const auto poll = [&] { return lib.volstat(&cmd, &polled, &seen); };
+    std::vector<std::unique_ptr<Child>> pollers;
     for (int i = 0; i < 3; ++i) {
-      pollers.emplace_back(new Poller([&] { return lib.volstat(&cmd, &polled, &seen); }));
-      ASSERT_GT(pollers.back()->pid, 0);
+      pollers.emplace_back(new Child(poll, [&] {
+        while (true) poll();
+      }));
+      ASSERT_EQ(0, pollers.back()->result);
     }
     const pid_t poller = pollers[0]->pid;
     const int64_t pollsBefore = sim->counters(poller)["pairvolstat"];
