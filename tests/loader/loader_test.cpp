@@ -1,5 +1,5 @@
 // FRIM_DLOPEN_ROOT: the library really opened is the one below the root, and
-// the trace says which; a setuid process ignores the root altogether.
+// the trace says which; a setuid process ignores the root, and the kit's other settings too.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -45,10 +45,11 @@ class Loader : public ::testing::Test {
   }
   void TearDown() override { fs::remove_all(dir); }
 
-  // Runs `probe` with the root set and a level 2 trace in `traces`.
-  Outcome run(const std::string& probe) {
-    const std::string command =
-        "env FRIM_DLOPEN_ROOT='" + root + "' '" + probe + "' " + kLibrary + " '" + traces + "' 2>&1";
+  // Runs `probe` with the root set and a level 2 trace in `traces`; `more`
+  // sets other variables, each naming the root so that none may show.
+  Outcome run(const std::string& probe, const std::string& more) {
+    const std::string command = "env FRIM_DLOPEN_ROOT='" + root + "' " + more + " '" + probe + "' " +
+                                kLibrary + " '" + traces + "' 2>&1";
     Outcome outcome;
     FILE* pipe = ::popen(command.c_str(), "r");
     if (pipe == nullptr) return outcome;
@@ -63,12 +64,20 @@ class Loader : public ::testing::Test {
     return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   }
 
+  std::string settings() const {
+    return "HITACHIFI_CACHE_DIR='" + root + "' HITACHIFI_HOSTNAME='" + root +
+           "' HITACHIFI_SNAPSHOT_RESOURCE_SPEC='" + root + "'";
+  }
+
   std::string dir, root, traces;
 };
 
 TEST_F(Loader, RootIsPrefixedAndThePathReallyOpenedIsTraced) {
-  const Outcome outcome = run(LOADER_PROBE);
+  const Outcome outcome = run(LOADER_PROBE, settings());
   EXPECT_EQ(0, outcome.status) << outcome.output;
+  EXPECT_NE(std::string::npos, outcome.output.find("cache " + root + ", host " + root +
+                                                   ", targets snapshot_resource_spec line 1"))
+      << outcome.output;
   EXPECT_NE(std::string::npos,
             trace().find("FRIM_DLOPEN_ROOT is set: opening " + root + kLibrary + " for " + kLibrary))
       << trace();
@@ -84,7 +93,9 @@ TEST_F(Loader, SetuidProcessIgnoresTheRootAndSaysSo) {
   struct statvfs mount {};
   ASSERT_EQ(0, ::statvfs(dir.c_str(), &mount));
   if (mount.f_flag & ST_NOSUID) GTEST_SKIP() << dir << " is on a file system mounted nosuid";
-  const Outcome outcome = run(probe);
+  // Nor does it take its trace, cache folder, host name or targets from there.
+  const Outcome outcome =
+      run(probe, settings() + " HITACHIFI_TRACE_DIR='" + root + "' HITACHIFI_TRACE_LEVEL=0");
   EXPECT_EQ(1, outcome.status) << outcome.output;
   EXPECT_EQ(0u, outcome.output.find(std::string("refused: ") + kLibrary)) << outcome.output;
   EXPECT_EQ(std::string::npos, outcome.output.find(root)) << outcome.output;
