@@ -2,7 +2,7 @@
 // and says what happened: "opened", or "refused: " and the loader's text.
 // The second argument is the trace folder (level 2), given as an argument
 // since a setuid process reads no trace settings from its environment.
-// A second line shows the cache folder, host name and targets the kit took
+// A second line shows the cache folder, host name, sysfs root and targets taken
 // from the environment. Exit status 0 when opened, 1 when not, 2 on usage.
 #include <cstdio>
 #include <string>
@@ -13,6 +13,7 @@
 #include "cfiprivatedatamgr.h"
 #include "cfitracelog.h"
 #include "cmnnetwork.h"
+#include "device_discovery_base.h"
 
 // The leak checker stops the world with ptrace, which a setuid process does
 // not allow; nor can such a process read its own environment from /proc,
@@ -32,7 +33,8 @@ int main(int argc, char** argv) {
     targets = e.what();
   }
   const std::string settings = "cache " + frim_pdk_4_4::CFiConfigurationPathTool::getCacheLocationInfo() +
-                               ", host " + CCmnNetwork::getComputerName() + ", targets " + targets + "\n";
+                               ", host " + CCmnNetwork::getComputerName() + ", sysfs " + sysfsRoot() +
+                               ", targets " + targets + "\n";
   void* handle = frim_dlopen_lib(argv[1]);
   if (handle == nullptr) {
     std::printf("refused: %s\n%s", frim_dlerror(), settings.c_str());

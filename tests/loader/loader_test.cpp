@@ -65,8 +65,8 @@ class Loader : public ::testing::Test {
   }
 
   std::string settings() const {
-    return "HITACHIFI_CACHE_DIR='" + root + "' HITACHIFI_HOSTNAME='" + root +
-           "' HITACHIFI_SNAPSHOT_RESOURCE_SPEC='" + root + "'";
+    return "HITACHIFI_CACHE_DIR='" + root + "' HITACHIFI_HOSTNAME='" + root + "' HITACHIFI_SYSFS_ROOT='" +
+           root + "' HITACHIFI_SNAPSHOT_RESOURCE_SPEC='" + root + "'";
   }
 
   std::string dir, root, traces;
@@ -75,7 +75,7 @@ class Loader : public ::testing::Test {
 TEST_F(Loader, RootIsPrefixedAndThePathReallyOpenedIsTraced) {
   const Outcome outcome = run(LOADER_PROBE, settings());
   EXPECT_EQ(0, outcome.status) << outcome.output;
-  EXPECT_NE(std::string::npos, outcome.output.find("cache " + root + ", host " + root +
+  EXPECT_NE(std::string::npos, outcome.output.find("cache " + root + ", host " + root + ", sysfs " + root +
                                                    ", targets snapshot_resource_spec line 1"))
       << outcome.output;
   EXPECT_NE(std::string::npos,
@@ -93,7 +93,7 @@ TEST_F(Loader, SetuidProcessIgnoresTheRootAndSaysSo) {
   struct statvfs mount {};
   ASSERT_EQ(0, ::statvfs(dir.c_str(), &mount));
   if (mount.f_flag & ST_NOSUID) GTEST_SKIP() << dir << " is on a file system mounted nosuid";
-  // Nor does it take its trace, cache folder, host name or targets from there.
+  // Nor does it take its trace, cache folder, host name, sysfs root or targets from there.
   const Outcome outcome =
       run(probe, settings() + " HITACHIFI_TRACE_DIR='" + root + "' HITACHIFI_TRACE_LEVEL=0");
   EXPECT_EQ(1, outcome.status) << outcome.output;
