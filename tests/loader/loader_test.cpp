@@ -1,5 +1,5 @@
 // FRIM_DLOPEN_ROOT: the library really opened is the one below the root, and
-// the trace says which; a setuid process ignores the root altogether.
+// the trace says which; a setuid process ignores the root, and the kit's other settings too.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -38,22 +38,35 @@ class Loader : public ::testing::Test {
   }
   void TearDown() override { fs::remove_all(dir); }
 
-  // Runs `probe` with the root set and a level 2 trace in `traces`.
-  RunResult run(const std::string& probe) {
-    ::setenv("FRIM_DLOPEN_ROOT", root.c_str(), 1);
+  // Runs `probe` with the root set, a level 2 trace in `traces` and the
+  // variables of `more` set, each naming the root so that none may show.
+  using Vars = std::vector<std::pair<std::string, std::string>>;
+  RunResult run(const std::string& probe, Vars more) {
+    more.emplace_back("FRIM_DLOPEN_ROOT", root);
+    for (const auto& [name, value] : more) ::setenv(name.c_str(), value.c_str(), 1);
     RunResult result = runProgram(probe, {kLibrary, traces}, "", dir);
-    ::unsetenv("FRIM_DLOPEN_ROOT");
+    for (const auto& [name, value] : more) ::unsetenv(name.c_str());
     result.out += result.err;
     return result;
   }
   std::string trace() { return slurp(traces + "/hitachifi.log"); }
 
+  Vars settings() const {
+    return {{"HITACHIFI_CACHE_DIR", root},
+            {"HITACHIFI_HOSTNAME", root},
+            {"HITACHIFI_SYSFS_ROOT", root},
+            {"HITACHIFI_SNAPSHOT_RESOURCE_SPEC", root}};
+  }
+
   std::string dir, root, traces;
 };
 
 TEST_F(Loader, RootIsPrefixedAndThePathReallyOpenedIsTraced) {
-  const RunResult outcome = run(LOADER_PROBE);
+  const RunResult outcome = run(LOADER_PROBE, settings());
   EXPECT_EQ(0, outcome.status) << outcome.out;
+  EXPECT_NE(std::string::npos, outcome.out.find("cache " + root + ", host " + root + ", sysfs " + root +
+                                                 ", targets snapshot_resource_spec line 1"))
+      << outcome.out;
   EXPECT_NE(std::string::npos,
             trace().find("FRIM_DLOPEN_ROOT is set: opening " + root + kLibrary + " for " + kLibrary))
       << trace();
@@ -69,7 +82,10 @@ TEST_F(Loader, SetuidProcessIgnoresTheRootAndSaysSo) {
   struct statvfs mount {};
   ASSERT_EQ(0, ::statvfs(dir.c_str(), &mount));
   if (mount.f_flag & ST_NOSUID) GTEST_SKIP() << dir << " is on a file system mounted nosuid";
-  const RunResult outcome = run(probe);
+  // Nor does it take its trace, cache folder, host name, sysfs root or targets from there.
+  Vars more = settings();
+  more.insert(more.end(), {{"HITACHIFI_TRACE_DIR", root}, {"HITACHIFI_TRACE_LEVEL", "0"}});
+  const RunResult outcome = run(probe, more);
   EXPECT_EQ(1, outcome.status) << outcome.out;
   EXPECT_EQ(0u, outcome.out.find(std::string("refused: ") + kLibrary)) << outcome.out;
   EXPECT_EQ(std::string::npos, outcome.out.find(root)) << outcome.out;

@@ -180,6 +180,15 @@ TEST_F(Plugin, HitachiFolderIsCreatedOnceAndAMissingCacheIsNoFailure) {
   ASSERT_EQ(0, CFiSmartPtr<CHitachiPlugin>(new CHitachiPlugin())->init());
   EXPECT_EQ(0, ::access((dir + "keep").c_str(), F_OK));
 
+  // A folder others may write is no place for root's files: init says so at level 1.
+  ASSERT_EQ(0, ::chmod(dir.c_str(), 0777));
+  CFiSmartPtr<CHitachiPlugin> refusing(new CHitachiPlugin());
+  refusing->registerTraceLog(log);
+  ASSERT_EQ(0, refusing->init());
+  EXPECT_TRUE(traced("L1 hitachifi: CHitachiPlugin::init : no instance number is taken from " + dir +
+                     ": the folder " + dir + " is writable by group or others"))
+      << trace();
+
   ::setenv("HITACHIFI_CACHE_DIR", (sim.dir() + "/no/such/cache").c_str(), 1);
   EXPECT_EQ(0, CFiSmartPtr<CHitachiPlugin>(new CHitachiPlugin())->init());
   EXPECT_EQ(sim.dir() + "/no/such/cache/hitachi/", CInstanceManager::getInstanceNoPath());

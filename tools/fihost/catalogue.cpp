@@ -42,7 +42,7 @@ constexpr char kColumns[] =
     "provider_state, state_file, replaced_by";
 
 std::string cacheDirectory() {
-  const char* dir = std::getenv("HITACHIFI_CACHE_DIR");
+  const char* dir = ::secure_getenv("HITACHIFI_CACHE_DIR");
   return dir && *dir ? dir : "/var/cache/hitachifi";
 }
 

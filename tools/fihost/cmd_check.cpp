@@ -84,12 +84,12 @@ class Findings {
 };
 
 std::string env(const char* name, const char* fallback) {
-  const char* value = std::getenv(name);
+  const char* value = ::secure_getenv(name);
   return value && *value ? value : fallback;
 }
 
 bool writableFile(const std::string& path) {
-  int fd = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT, 0644);
+  int fd = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
   if (fd < 0) return false;
   ::close(fd);
   return true;

@@ -116,7 +116,7 @@ void createFile(const std::string& path) {
 }  // namespace
 
 std::string instanceDirectory() {
-  const char* dir = std::getenv("HITACHIFI_CACHE_DIR");
+  const char* dir = ::secure_getenv("HITACHIFI_CACHE_DIR");
   return std::string(dir && *dir ? dir : "/var/cache/hitachifi") + "/hitachi";
 }
 

@@ -29,7 +29,7 @@ Fn lookup(void* handle, const char* name) {
 }  // namespace
 
 std::string rmlibPath() {
-  const char* root = std::getenv("FRIM_DLOPEN_ROOT");
+  const char* root = ::secure_getenv("FRIM_DLOPEN_ROOT");
   return std::string(root ? root : "") + "/usr/lib/libsvrrm.so";
 }
 
