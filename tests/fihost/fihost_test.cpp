@@ -170,12 +170,15 @@ class FihostStopped : public ::testing::Test {
       ::execl(FIHOST_PATH, FIHOST_PATH, "snapshot", "--keep", "1", "--interval", "0.01", "/dev/sdc", nullptr);
       ::_exit(127);
     }
+    int status = 0;
     for (bool resynced = false; !resynced;) {
-      for (const rmsim::CallRecord& call : host.calls()) resynced |= call.function == "pairresync";
-      if (::waitpid(run, nullptr, WNOHANG) != 0) ADD_FAILURE() << "the run ended before its resync";
+      for (const rmsim::CallRecord& call : host.sim().journal()) resynced |= call.function == "pairresync";
+      if (!resynced && ::waitpid(run, &status, WNOHANG) != 0) {
+        ADD_FAILURE() << "the run ended before its resync: " << slurp(err);
+        return {};
+      }
     }
     ::kill(run, signal);
-    int status = 0;
     ::waitpid(run, &status, 0);
     host.sim().setSetting("copy_reads", "2");
     return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), slurp(out), slurp(err)};
