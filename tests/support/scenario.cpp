@@ -20,7 +20,7 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-// Words split at blanks; "..." holds blanks, \" \\ and \n inside it.
+// Words split at blanks; "..." holds blanks, \" \\ \n and \xHH inside it.
 Words split(const std::string& text) {
   Words words;
   for (size_t i = 0; i < text.size();) {
@@ -31,6 +31,11 @@ Words split(const std::string& text) {
       for (++i; i < text.size() && text[i] != '"'; ++i) {
         const bool escaped = text[i] == '\\' && i + 1 < text.size();
         if (escaped) ++i;
+        if (escaped && text[i] == 'x' && i + 2 < text.size()) {  // a byte a scenario cannot type
+          word += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+          i += 2;
+          continue;
+        }
         word += escaped && text[i] == 'n' ? '\n' : text[i];
       }
       if (i == text.size()) throw std::runtime_error("unterminated quote");

@@ -312,7 +312,8 @@ int reportUnfinished(Context& context, const RestoreOptions& options, const Watc
     } else if (status == 4) {
       next = "none: copied back and split";
     } else {
-      next = "the array goes on copying back; run fihost restore " + options.stateFile +
+      next = "the array goes on copying back; run fihost restore " +
+             (options.snapshotId.empty() ? options.stateFile : "--snapshot " + options.snapshotId) +
              " again to wait for it and split the pair";
     }
     json item = {{"device", pair.device},
