@@ -207,8 +207,8 @@ HITACHIFI_API int hitachifi_fi_pgn_restore(frim_objid** sources, frim_objid** sn
 
 /* mode ZFI_CONFIG_SET: takes the parameter XML (<parameters><parameter
    name=".." value=".."/></parameters>) and reloads the snapshot targets
-   from "snapshot_resource_spec"; all or nothing. unread node, in mode, in
-   xml, unread spec. Returns 0, 3 (NULL or bad XML, refused targets: traced
+   from "snapshot_resource_spec"; all or nothing. node and the
+   zfi_confspec block are not read; mode and xml are inputs. Returns 0, 3 (NULL or bad XML, refused targets: traced
    at level 1, no Msg), 8 (other modes). [D] Array: no. */
 HITACHIFI_API int hitachifi_fi_pgn_config(zfi_domain* node, int mode, char* xml, zfi_confspec* spec);
 

@@ -370,6 +370,7 @@ const Row kPairOperations[] = {
 };
 
 const Row kTargets[] = {
+    // "snapshot config spec" is the trace's own wording for the snapshot_resource_spec setting.
     {"ConfiguredTargetIsWhatFollowsTheLastMarker",
      [](ArrayOps& t) {
        return t.intf.findConfiguredTarget("a##b##77") + "|" + t.intf.findConfiguredTarget("abc##");
