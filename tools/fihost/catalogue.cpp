@@ -220,26 +220,27 @@ std::vector<CatalogueEntry> Catalogue::query(const std::string& where,
   return found;
 }
 
-std::optional<CatalogueEntry> Catalogue::find(long long id) const {
-  auto found = query("WHERE id = ?", {std::to_string(id)});
+std::optional<CatalogueEntry> Catalogue::first(const std::string& where,
+                                               const std::vector<std::string>& args) const {
+  auto found = query(where, args);
   if (found.empty()) return std::nullopt;
   return found.front();
+}
+
+std::optional<CatalogueEntry> Catalogue::find(long long id) const {
+  return first("WHERE id = ?", {std::to_string(id)});
 }
 
 std::optional<CatalogueEntry> Catalogue::findSnapshot(const std::string& session,
                                                       const std::string& target) const {
-  auto found =
-      query("WHERE session = ? AND target = ? AND taken <> '' ORDER BY id DESC LIMIT 1", {session, target});
-  if (found.empty()) return std::nullopt;
-  return found.front();
+  return first("WHERE session = ? AND target = ? AND taken <> '' ORDER BY id DESC LIMIT 1",
+               {session, target});
 }
 
 std::optional<CatalogueEntry> Catalogue::latestOn(const std::string& targetArray,
                                                   const std::string& targetLdev) const {
-  auto found =
-      query("WHERE target_array = ? AND target_ldev = ? ORDER BY id DESC LIMIT 1", {targetArray, targetLdev});
-  if (found.empty()) return std::nullopt;
-  return found.front();
+  return first("WHERE target_array = ? AND target_ldev = ? ORDER BY id DESC LIMIT 1",
+               {targetArray, targetLdev});
 }
 
 std::vector<CatalogueEntry> Catalogue::list(const std::string& source) const {

@@ -80,6 +80,8 @@ class Catalogue {
 
  private:
   std::vector<CatalogueEntry> query(const std::string& where, const std::vector<std::string>& args) const;
+  // The first entry `where` selects, if any.
+  std::optional<CatalogueEntry> first(const std::string& where, const std::vector<std::string>& args) const;
   std::string m_path;
   sqlite3* m_db = nullptr;
 };
