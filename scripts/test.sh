@@ -16,7 +16,7 @@ run_suite() {
   local dir=$1; shift
   cmake -S "$root" -B "$dir" -G Ninja "$@" >/dev/null
   ninja -C "$dir" -j "$jobs"
-  ctest --test-dir "$dir" --output-on-failure -j "$jobs" --timeout 300 ${CTEST_EXCLUDE:+-E "$CTEST_EXCLUDE"}
+  ctest --test-dir "$dir" --output-on-failure -j "$jobs" --timeout 300
 }
 
 echo "== regular build"
@@ -24,16 +24,14 @@ run_suite "$root/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
 
 if [ -z "${SKIP_SANITIZE:-}" ]; then
   echo "== sanitizer build (ASan + UBSan)"
-  export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1:allocator_may_return_null=1}
+  # intercept_tls_get_addr=0: GCC 12's runtime sizes one small dynamic TLS
+  # block of a library the plugin loads from a bogus malloc header, and its
+  # leak tracer then crashes scanning that range (seen at the exit of the
+  # session-outliving row). Not scanning dynamic TLS can only report more
+  # leaks, never hide one.
+  export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1:allocator_may_return_null=1:intercept_tls_get_addr=0}
   export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
-  # LeakSanitizer's tracer itself crashes (signal 11) at the exit of the
-  # session-outliving row, after the row has passed; until that is understood
-  # the row runs under ASan and UBSan without the leak check.
-  leakless=ASessionOutlivesThreeHundredOthersBetweenSelectAndMake
-  CTEST_EXCLUDE=$leakless run_suite "$root/build-asan" -DCMAKE_BUILD_TYPE=Debug -DHITACHIFI_SANITIZE=ON \
-    -DHITACHIFI_BUILD_BENCH=OFF
-  ASAN_OPTIONS=$ASAN_OPTIONS:detect_leaks=0 ctest --test-dir "$root/build-asan" --output-on-failure \
-    --timeout 300 -R "$leakless"
+  run_suite "$root/build-asan" -DCMAKE_BUILD_TYPE=Debug -DHITACHIFI_SANITIZE=ON -DHITACHIFI_BUILD_BENCH=OFF
 fi
 
 if [ -z "${SKIP_FUZZ:-}" ]; then

@@ -14,6 +14,7 @@
 #include <memory>
 
 #include "catalogue.h"
+#include "cfisafefolder.h"
 #include "context.h"
 #include "framework_nodes.h"
 #include "hints.h"
@@ -110,14 +111,20 @@ void checkHost(Findings& findings, Plugin& plugin, std::unique_ptr<RmLibrary>& l
         "install the RAID Manager library as /usr/lib/libsvrrm.so (FRIM_DLOPEN_ROOT prefixes the path)");
   }
 
+  // The plugin refuses a folder that another user could change under a root
+  // process; a check that passed such a folder would pass a host whose
+  // backups then fail.
   const std::string cache = instanceDirectory();
   struct stat info {};
-  bool folder =
+  const bool present =
       ::stat(cache.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && ::access(cache.c_str(), W_OK) == 0;
-  findings.add(
-      "cache folder", folder, cache + (folder ? " is writable" : " is missing or not writable"),
-      "create it as root with mode 0755, or set HITACHIFI_CACHE_DIR; the plugin refuses a folder that "
-      "belongs to neither root nor the user running it, or that group or others may write");
+  const std::string cacheRefusal = present ? frim_pdk_4_4::unsafeFolderReason(cache) : "";
+  const bool folder = present && cacheRefusal.empty();
+  findings.add("cache folder", folder,
+               !present ? cache + " is missing or not writable"
+                        : folder ? cache + " is writable" : "refused by the plugin: " + cacheRefusal,
+               "create it as root with mode 0755, or set HITACHIFI_CACHE_DIR; the plugin refuses a folder "
+               "that belongs to neither root nor the user running it, or that group or others may write");
   try {
     for (const InstanceFile& file : readInstanceFiles(cache)) {
       bool writable = ::access(file.path.c_str(), R_OK | W_OK) == 0;
@@ -152,11 +159,17 @@ void checkHost(Findings& findings, Plugin& plugin, std::unique_ptr<RmLibrary>& l
                  "there which snapshot each partner holds");
   }
 
-  const std::string trace =
-      env("HITACHIFI_TRACE_DIR", "/var/log/hitachifi") + "/" + env("HITACHIFI_TRACE_FILE", "hitachifi.log");
-  bool traceOk = writableFile(trace);
+  const std::string traceDir = env("HITACHIFI_TRACE_DIR", "/var/log/hitachifi");
+  const std::string trace = traceDir + "/" + env("HITACHIFI_TRACE_FILE", "hitachifi.log");
+  const std::string traceRefusal =
+      ::access(traceDir.c_str(), F_OK) == 0 ? frim_pdk_4_4::unsafeFolderReason(traceDir) : "";
+  // Probed only in a folder the plugin accepts, so that the probe never
+  // leaves a file where the plugin would not write one.
+  const bool traceOk = traceRefusal.empty() && writableFile(trace);
   findings.add(
-      "trace file", traceOk, trace + (traceOk ? " is writable" : " cannot be written"),
+      "trace file", traceOk,
+      !traceRefusal.empty() ? "refused by the plugin: " + traceRefusal
+                            : trace + (traceOk ? " is writable" : " cannot be written"),
       "create the folder as root with mode 0755, or set HITACHIFI_TRACE_DIR; no trace is written into "
       "a folder that belongs to another user or that group or others may write");
   std::map<std::string, const HostDisk*> arrays;  // serial -> a disk of that array
