@@ -52,13 +52,5 @@ void SimControl::setMaxMirrorUnits(int serial, int maxmmun) {
 void SimControl::loadModel(const std::string& text) { m_impl->sim.loadModel(text, "db1"); }
 std::vector<rmsim::CallRecord> SimControl::journal() { return m_impl->sim.journal(); }
 void SimControl::clearJournal() { m_impl->sim.clearJournal(); }
-std::map<std::string, int64_t> SimControl::counters(int pid) { return m_impl->sim.counters(pid); }
 void SimControl::addFault(const rmsim::FaultSpec& fault) { m_impl->sim.addFault(fault); }
-void SimControl::clearFaults() { m_impl->sim.clearFaults(); }
-void SimControl::writeData(int serial, int ldev, const std::string& bytes) {
-  m_impl->sim.writeData(serial, ldev, bytes);
-}
-std::string SimControl::readData(int serial, int ldev) { return m_impl->sim.readData(serial, ldev); }
-std::string SimControl::checksum(int serial, int ldev) { return m_impl->sim.checksum(serial, ldev); }
-std::vector<rmsim::AttachmentRecord> SimControl::attachments() { return m_impl->sim.attachments(); }
 void SimControl::writeSysfs(const std::string& root) { m_impl->sim.writeSysfs(root); }

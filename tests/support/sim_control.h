@@ -7,7 +7,6 @@
 // whose record names are the plugin's too).
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -32,15 +31,8 @@ class SimControl {
   // Every RMLIB call since the last clear, with its arguments as sent.
   std::vector<rmsim::CallRecord> journal();
   void clearJournal();
-  std::map<std::string, int64_t> counters(int pid);  // of one process
-  void addFault(const rmsim::FaultSpec& fault);      // beside the faults already armed
-  void clearFaults();
-  // An LDEV's data (see sim/README.md: what the host may write, how pairs move it).
-  void writeData(int serial, int ldev, const std::string& bytes);
-  std::string readData(int serial, int ldev);
-  std::string checksum(int serial, int ldev);
-  std::vector<rmsim::AttachmentRecord> attachments();
-  void writeSysfs(const std::string& root);  // the host disks of the model
+  void addFault(const rmsim::FaultSpec& fault);  // beside the faults already armed
+  void writeSysfs(const std::string& root);      // the host disks of the model
 
  private:
   struct Impl;
