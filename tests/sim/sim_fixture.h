@@ -59,10 +59,8 @@ const int kHitachi = 410001;
 // Default model, HITACHI array, host group 0 of port 0: LUN -> LDEV.
 const int kLun256 = 1;  // SI mu 0 -> 512 (PSUS), COW mu 3 -> 768 (PSUS)
 const int kLun257 = 2;  // SI mu 0 -> 513 (PAIR), COW mu 3 -> 769 (PAIR)
-const int kLun512 = 3;  // secondary of 256 mu 0
 const int kLun258 = 7;  // SI mu 1 -> 514, mu 2 -> 515 (both PSUS)
 const int kLun259 = 8;  // COW mu 3 -> 770, mu 4 -> 771 (both PSUS)
-const int kLun514 = 9;  // secondary of 258 mu 1
 
 // A volume address as the plugin builds it (port type 1, no LDEV yet).
 inline targdev volume(int lun, int mu, int port = 0, int targid = 0) {
@@ -110,7 +108,7 @@ class SimulatorTest : public ::testing::Test {
     targdev t = volume(lun, mu);
     pairstatinfo info;
     std::memset(&info, 0xAB, sizeof info);  // the library must fill every byte it reports
-    EXPECT_EQ(0, lib.volstat(&cmd, &t, &info)) << lastError();
+    EXPECT_EQ(0, lib.volstat(&cmd, &t, &info)) << lib.errmsg(&cmd);
     return info;
   }
   int split(int lun, int mu, int csize = 15) {
@@ -123,12 +121,6 @@ class SimulatorTest : public ::testing::Test {
   }
   Outcome rmsim(const std::string& arguments) {
     return run(std::string(RMSIM_BIN) + " --db " + dir.path + "/state.db " + arguments);
-  }
-  std::string lastError() { return lib.errmsg(&cmd); }
-  std::string formattedError() {
-    char buffer[RMSIM_FMTMSG_SIZE] = {};
-    EXPECT_EQ(0, lib.fmtmsg(&cmd, buffer));
-    return buffer;
   }
 
   TempDir dir;

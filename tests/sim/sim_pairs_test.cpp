@@ -95,12 +95,21 @@ class StepScript : public SimulatorTest, public ::testing::WithParamInterface<Sc
       char buffer[RMSIM_FMTMSG_SIZE] = {};
       return num(lib.fmtmsg(cur, buffer)) + " " + buffer;
     }
-    if (verb == "attach") {
+    if (verb == "attach" || (verb == "use" && !word.empty())) {
       int instance = 0;
       in >> instance;
-      return num(attach(cur = &others[word], word, instance));
+      cur = &others[word + " " + std::to_string(instance)];
+      if (verb == "use") return "";
+      return num(attach(cur, word, instance));
     }
-    if (verb == "use") cur = word == "/dev/sdb" ? &cmd : &others[word];
+    if (verb == "use") cur = &cmd;
+    if (verb == "detach") return num(lib.detach(cur));
+    if (verb == "attachments") {
+      std::string held;
+      for (const auto& a : sim->attachments())
+        held += (held.empty() ? "" : "; ") + a.cmddev + " " + num(a.instance) + (a.alive ? "" : " ended");
+      return held;
+    }
     if (verb == "rule") {  // a request from a state to 258 mu 1 (si) or 259 mu 3 (cow)
       std::string kind, from, request;
       std::istringstream(rest) >> kind >> from >> request;
@@ -109,7 +118,7 @@ class StepScript : public SimulatorTest, public ::testing::WithParamInterface<Sc
       sim->setPairStatus(kHitachi, pvol, mu, stateCode(from));
       const int rc = request == "split" ? split(lun, mu) : resync(lun, mu, request == "restore");
       const std::string named = request == "split" ? "[RMSIM] pairsplit(" : "[RMSIM] pairresync(";
-      EXPECT_TRUE(rc == 0 || formattedError().rfind(named, 0) == 0) << formattedError();
+      EXPECT_TRUE(rc == 0 || answer("fmtmsg", "").rfind("0 " + named, 0) == 0) << answer("fmtmsg", "");
       return num(rc) + " " + state(sim->pairStatus(kHitachi, pvol, mu));
     }
     if (verb == "pair" && word.empty()) return state(sim->pairStatus(arg(0), arg(1), arg(2)));
@@ -142,7 +151,7 @@ class StepScript : public SimulatorTest, public ::testing::WithParamInterface<Sc
 TEST_P(StepScript, Holds) {
   static const std::string verbs =
       " split resync ldev status rminfo errmsg fmtmsg attach use rule pair setting maxmu counter data write "
-      "checksum rmsim ";
+      "checksum rmsim detach attachments ";
   for (const auto& [line, step] : GetParam().steps) {
     SCOPED_TRACE("steps.script:" + std::to_string(line) + ": " + step);
     size_t at = std::string::npos;
