@@ -19,7 +19,7 @@ using LdevData = SimulatorTest;
 TEST_F(LdevData, RmsimWritesReadsAndChecksumsRawBytes) {
   std::string bytes;
   for (int i = 0; i < 3000; ++i) bytes.push_back(static_cast<char>(i * 7 % 256));  // NULs and high bytes
-  const std::string file = dir.path + "/image";
+  const std::string file = dir + "/image";
   ASSERT_TRUE(std::ofstream(file, std::ios::binary).write(bytes.data(), bytes.size()).good());
 
   ASSERT_EQ(0, rmsim("write 410001 256 --file " + file).status);
@@ -48,7 +48,7 @@ TEST_F(RmsimTool, ModelFilesLoadWithTheHostNameAndABadOneIsNamedAndChangesNothin
        "model line 4: a ShadowImage pair uses mirror unit 0, 1 or 2"},
       {"array 1\nldev 1 5\nldev 1 6\nldev 1 7\npair 1 5 0 6 si\npair 1 6 0 7 si\n",
        "model line 5: LDEV 6 of array 1 is a primary too (no cascades)"}};
-  const std::string model = dir.path + "/test.model";
+  const std::string model = dir + "/test.model";
   ASSERT_EQ(0, split(kLun257, 0));
   for (const auto& [text, error] : bad) {
     std::ofstream(model) << text;
@@ -66,7 +66,7 @@ TEST_F(RmsimTool, ModelFilesLoadWithTheHostNameAndABadOneIsNamedAndChangesNothin
 // The state and the sysfs tree are often handled by root: nothing another
 // user planted or may change steers where the simulator reads or writes.
 TEST_F(RmsimTool, StateAndSysfsStayInFoldersOfTheUsersOwn) {
-  const std::string runtime = dir.path + "/run", home = dir.path + "/home";
+  const std::string runtime = dir + "/run", home = dir + "/home";
   ASSERT_EQ(0, ::mkdir(runtime.c_str(), 0700));
   ASSERT_EQ(0, ::mkdir(home.c_str(), 0700));
   const std::string bare = "env -u RMSIM_DB -u XDG_RUNTIME_DIR HOME=" + home + " ";
@@ -80,7 +80,7 @@ TEST_F(RmsimTool, StateAndSysfsStayInFoldersOfTheUsersOwn) {
 
   // A device name from the state file names one entry of block/, and no
   // entry already in the tree is written through.
-  const std::string sys = dir.path + "/sys", victim = dir.path + "/victim";
+  const std::string sys = dir + "/sys", victim = dir + "/victim";
   ASSERT_EQ(0, rmsim("sysfs " + sys).status);
   std::ofstream(victim) << "root's";
   ASSERT_EQ(0, ::unlink((sys + "/devices/2:0:0:0/vendor").c_str()));
@@ -88,7 +88,7 @@ TEST_F(RmsimTool, StateAndSysfsStayInFoldersOfTheUsersOwn) {
   ASSERT_EQ(0, rmsim("sysfs " + sys).status);
   std::ifstream kept(victim);
   EXPECT_EQ("root's", std::string(std::istreambuf_iterator<char>(kept), {}));
-  rmsim::Db(dir.path + "/state.db").exec("UPDATE ldevs SET device = '../escaped' WHERE ldev = 256");
+  rmsim::Db(dir + "/state.db").exec("UPDATE ldevs SET device = '../escaped' WHERE ldev = 256");
   Outcome escaped = rmsim("sysfs " + sys);
   EXPECT_EQ("rmsim: device name '../escaped' cannot name a file\n", escaped.output);
   EXPECT_NE(0, ::access((sys + "/escaped").c_str(), F_OK));
@@ -103,14 +103,14 @@ TEST_F(RmsimTool, StateAndSysfsStayInFoldersOfTheUsersOwn) {
        "rmsim: the folder " + sys +
            " is writable by group or others: write the tree in a "
            "folder of your own (mktemp -d)\n"},
-      {dir.path + "/state.db", 0666, ::geteuid(),
-       "rmsim: simulator state " + dir.path + "/state.db is writable by group or others: refused\n"},
+      {dir + "/state.db", 0666, ::geteuid(),
+       "rmsim: simulator state " + dir + "/state.db is writable by group or others: refused\n"},
       {sys, 0755, 65534,
        "rmsim: the folder " + sys +
            " belongs to user 65534: write the tree in a folder of your "
            "own (mktemp -d)\n"},
-      {dir.path + "/state.db", 0644, 65534,
-       "rmsim: simulator state " + dir.path + "/state.db belongs to user 65534, not to user 0: refused\n"},
+      {dir + "/state.db", 0644, 65534,
+       "rmsim: simulator state " + dir + "/state.db belongs to user 65534, not to user 0: refused\n"},
   };
   for (const auto& r : refused) {
     if (r.owner != ::geteuid() && ::geteuid() != 0) continue;

@@ -173,10 +173,9 @@ TEST_P(StepScript, Holds) {
 INSTANTIATE_TEST_SUITE_P(Steps, StepScript, ::testing::ValuesIn(readScripts(SIM_SCRIPT)),
                          [](const auto& info) { return info.param.name; });
 
-TEST(FaultRequests, ThoseThatCannotBeFaultsAreRefused) {
-  TempDir dir;
-  rmsim::Simulator sim(dir.path + "/state.db");
-  sim.loadModel(rmsim::Simulator::defaultModel(), "db1");
+using FaultRequests = SimulatorTest;
+
+TEST_F(FaultRequests, ThoseThatCannotBeFaultsAreRefused) {
   rmsim::FaultSpec good;
   good.function = "getldev";
   good.errorNumber = 206;
@@ -191,8 +190,8 @@ TEST(FaultRequests, ThoseThatCannotBeFaultsAreRefused) {
   bad[7].function = "getrmerrmsg";  // neither null nor empty
   bad[8].ldev = 0x10000;
   bad[8].serial = kHitachi;
-  for (size_t i = 0; i < bad.size(); ++i) EXPECT_THROW(sim.addFault(bad[i]), rmsim::ModelError) << i;
-  EXPECT_NE(std::string::npos, sim.describe().find("faults (0)"));
+  for (size_t i = 0; i < bad.size(); ++i) EXPECT_THROW(sim->addFault(bad[i]), rmsim::ModelError) << i;
+  EXPECT_NE(std::string::npos, sim->describe().find("faults (0)"));
 }
 
 }  // namespace
