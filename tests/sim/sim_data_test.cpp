@@ -6,7 +6,6 @@
 #include <fstream>
 #include <iterator>
 #include <string>
-#include <utility>
 
 #include "sim_db.h"
 #include "sim_fixture.h"
@@ -37,31 +36,6 @@ TEST_F(LdevData, RmsimWritesReadsAndChecksumsRawBytes) {
 }
 
 using RmsimTool = SimulatorTest;
-
-// A bad model is named by its line and fault, and leaves the state as it was.
-TEST_F(RmsimTool, ModelFilesLoadWithTheHostNameAndABadOneIsNamedAndChangesNothing) {
-  const std::pair<const char*, const char*> bad[] = {
-      {"# comment\n\narray\n",
-       "model line 3: expected: array SERIAL [vendor=] [product=] [maxmmun=] [unit=]"},
-      {"array 1\nport 1 0 copper\n", "model line 2: port kind must be fibre or scsi"},
-      {"array 1\nldev 1 5\nldev 1 6\npair 1 5 3 6 si\n",
-       "model line 4: a ShadowImage pair uses mirror unit 0, 1 or 2"},
-      {"array 1\nldev 1 5\nldev 1 6\nldev 1 7\npair 1 5 0 6 si\npair 1 6 0 7 si\n",
-       "model line 5: LDEV 6 of array 1 is a primary too (no cascades)"}};
-  const std::string model = dir + "/test.model";
-  ASSERT_EQ(0, split(kLun257, 0));
-  for (const auto& [text, error] : bad) {
-    std::ofstream(model) << text;
-    Outcome load = rmsim("load '" + model + "'");
-    EXPECT_EQ(1, load.status);
-    EXPECT_EQ(std::string("rmsim: ") + error + "\n", load.output);
-  }
-  EXPECT_EQ(RMSIM_PSUS, status(kLun257, 0).pairstat);
-
-  std::ofstream(model) << "array 7 vendor=HP\nport 7 0 fibre\nhostgroup 7 0 0 @HOST@\n";
-  ASSERT_EQ(0, rmsim("load '" + model + "' backup1").status);
-  EXPECT_NE(std::string::npos, rmsim("show").output.find("7 0 0 backup1"));
-}
 
 // The state and the sysfs tree are often handled by root: nothing another
 // user planted or may change steers where the simulator reads or writes.

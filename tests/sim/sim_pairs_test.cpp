@@ -133,10 +133,13 @@ class StepScript : public SimulatorTest, public ::testing::WithParamInterface<Sc
     } catch (const rmsim::ModelError&) {
       return "refused";
     }
+    if (verb == "model") std::ofstream(dir + "/test.model") << unescape(rest);
     if (verb == "rmsim") {
       std::string arguments = rest;
-      for (size_t at; (at = arguments.find("$PID")) != std::string::npos;)
-        arguments.replace(at, 4, std::to_string(::getpid()));
+      for (const auto& [name, value] :
+           std::map<std::string, std::string>{{"$PID", std::to_string(::getpid())}, {"$DIR", dir}}) {
+        for (size_t at; (at = arguments.find(name)) != std::string::npos;) arguments.replace(at, 4, value);
+      }
       const Outcome outcome = rmsim(arguments);
       return num(outcome.status) + " " + outcome.output;
     }
@@ -151,7 +154,7 @@ class StepScript : public SimulatorTest, public ::testing::WithParamInterface<Sc
 TEST_P(StepScript, Holds) {
   static const std::string verbs =
       " split resync ldev status rminfo errmsg fmtmsg attach use rule pair setting maxmu counter data write "
-      "checksum rmsim detach attachments ";
+      "checksum rmsim detach attachments model ";
   for (const auto& [line, step] : GetParam().steps) {
     SCOPED_TRACE("steps.script:" + std::to_string(line) + ": " + step);
     size_t at = std::string::npos;
