@@ -32,8 +32,14 @@ std::vector<Script> readScripts(const char* file) {
   for (std::string line; std::getline(in, line);) {
     const size_t start = line.find_first_not_of(' ');
     if (++number, start == std::string::npos || line[start] == '#') continue;
-    if (start == 0 && line.rfind("case ", 0) == 0) scripts.push_back({line.substr(5), {}});
-    if (start > 0 && !scripts.empty()) scripts.back().steps.emplace_back(number, line.substr(start));
+    if (start == 0 && line.rfind("case ", 0) == 0) {
+      scripts.push_back({line.substr(5), {}});
+    } else if (start > 0 && !scripts.empty()) {
+      scripts.back().steps.emplace_back(number, line.substr(start));
+    } else {
+      throw std::runtime_error(std::string(file) + ":" + std::to_string(number) +
+                               ": not a case nor one's step");
+    }
   }
   return scripts;
 }
