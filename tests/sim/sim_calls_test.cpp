@@ -103,20 +103,16 @@ TEST(LibraryVariants, ExportExactlyTheRmlibFunctionsButTheirOne) {
   }
 }
 
-// One journal row as text: function, command device, instance, the targdev
-// fields, option, pace, getrminfo's arguments and the result.
-std::string line(const rmsim::CallRecord& r) {
-  std::string out = r.function + " " + (r.cmddev.empty() ? "-" : r.cmddev);
-  for (int value : {r.instance, r.porttype, r.port, r.targid, r.lun, r.mun, r.ldevno, r.option, r.csize,
-                    r.ope, r.ldevArg, r.portArg, r.result}) {
-    out += " " + std::to_string(value);
-  }
-  return out;
-}
-
+// The journal's rows as text: function, command device, instance, the
+// targdev fields, option, pace, getrminfo's arguments and the result.
 std::vector<std::string> lines(const std::vector<rmsim::CallRecord>& journal) {
   std::vector<std::string> out;
-  for (const rmsim::CallRecord& r : journal) out.push_back(line(r));
+  for (const rmsim::CallRecord& r : journal) {
+    out.push_back(r.function + " " + (r.cmddev.empty() ? "-" : r.cmddev));
+    for (int value : {r.instance, r.porttype, r.port, r.targid, r.lun, r.mun, r.ldevno, r.option, r.csize,
+                      r.ope, r.ldevArg, r.portArg, r.result})
+      out.back() += " " + std::to_string(value);
+  }
   return out;
 }
 
