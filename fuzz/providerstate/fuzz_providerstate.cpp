@@ -10,14 +10,6 @@
 
 #include "fuzz_plugin.h"
 
-namespace {
-
-// Request values as the framework sends them.
-const zfi_op_providerstate kSet = static_cast<zfi_op_providerstate>(0);
-const zfi_op_providerstate kGet = static_cast<zfi_op_providerstate>(1);
-
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzzPluginOnce();
   static char name[] = "UDID##HITACHI##HDS##410001##256";
@@ -27,13 +19,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::unique_ptr<uint8_t[]> bytes(new uint8_t[size]);
   if (size != 0) std::memcpy(bytes.get(), data, size);
   zfi_blob block{size, bytes.get(), 0};
-  hitachifi_fi_pgn_process_providerstate(&node, &block, kSet);
+  hitachifi_fi_pgn_process_providerstate(&node, &block, ZFI_PS_SET);
   if (block.data != bytes.get()) std::free(block.data);  // a plugin that answered with a block of its own
 
   // Only a node the plugin holds state for may be asked for it.
   if (node.private_data != nullptr) {
     zfi_blob back{};
-    hitachifi_fi_pgn_process_providerstate(&node, &back, kGet);
+    hitachifi_fi_pgn_process_providerstate(&node, &back, ZFI_PS_GET);
     if (back.data != nullptr && back.length != 0 && static_cast<char*>(back.data)[back.length - 1] != '\0')
       __builtin_trap();
     std::free(back.data);

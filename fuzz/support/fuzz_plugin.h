@@ -11,17 +11,7 @@
 
 #include <string>
 
-#include "zfi.h"
-
-extern "C" {
-int hitachifi_fi_pgn_init(zfi_fw_info* info, zfi_version* version, char const* fimName);
-int hitachifi_fi_pgn_process_providerstate(zfi_domain* node, zfi_blob* block, zfi_op_providerstate op);
-int hitachifi_fi_pgn_objctl(char* command, char* input, char** output, long* result);
-int hitachifi_fi_pgn_config(zfi_domain* node, int mode, char* text, zfi_confspec* fault);
-int hitachifi_fi_pgn_isready(zfi_splitnode* node, char* id, zfi_splitnode** nodes, int count);
-int hitachifi_fi_pgn_select(zfi_splitnode* node, char* id, zfi_splitnode** nodes, int count);
-void hitachifi_fi_pgn_deinit_node(zfi_domain* node);
-}
+#include "hitachifi.h"
 
 // A scratch folder of this process, in memory where the host offers it.
 inline std::string fuzzScratchDir() {

@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -24,22 +25,16 @@ using namespace frim_pdk_4_4;
 
 namespace {
 
-class Fields {
- public:
-  Fields(const uint8_t* data, size_t size) : m_data(data), m_size(size) {}
+struct Fields {
+  const uint8_t* data;
+  size_t size, at = 0;
   bool next(std::string& field) {
-    if (m_at >= m_size) return false;
-    size_t length = m_data[m_at++];
-    if (length > m_size - m_at) length = m_size - m_at;
-    field.assign(reinterpret_cast<const char*>(m_data) + m_at, length);
-    m_at += length;
+    if (at >= size) return false;
+    const size_t length = std::min<size_t>(data[at], size - at - 1);
+    field.assign(reinterpret_cast<const char*>(data) + at + 1, length);
+    at += 1 + length;
     return true;
   }
-
- private:
-  const uint8_t* m_data;
-  size_t m_size;
-  size_t m_at = 0;
 };
 
 void write(const std::string& path, const std::string& content) {
@@ -87,7 +82,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzzEnvironment(sysfs);
     return sysfs;
   }();
-  Fields fields(data, size);
+  Fields fields{data, size};
   buildTree(root, fields);
   CFiSmartPtr<CHitachiPlugin> plugin(new CHitachiPlugin());
   try {

@@ -38,11 +38,13 @@ class Loader : public ::testing::Test {
   }
   void TearDown() override { fs::remove_all(dir); }
 
-  // Runs `probe` with the root set, a level 2 trace in `traces` and the
-  // variables of `more` set, each naming the root so that none may show.
+  // Runs `probe` with a level 2 trace in `traces`, the root and the kit's
+  // other settings naming the root so that none may show, and `more` set.
   using Vars = std::vector<std::pair<std::string, std::string>>;
-  RunResult run(const std::string& probe, Vars more) {
-    more.emplace_back("FRIM_DLOPEN_ROOT", root);
+  RunResult run(const std::string& probe, Vars more = {}) {
+    for (const char* name : {"FRIM_DLOPEN_ROOT", "HITACHIFI_CACHE_DIR", "HITACHIFI_HOSTNAME",
+                             "HITACHIFI_SYSFS_ROOT", "HITACHIFI_SNAPSHOT_RESOURCE_SPEC"})
+      more.emplace_back(name, root);
     for (const auto& [name, value] : more) ::setenv(name.c_str(), value.c_str(), 1);
     RunResult result = runProgram(probe, {kLibrary, traces}, "", dir);
     for (const auto& [name, value] : more) ::unsetenv(name.c_str());
@@ -51,21 +53,14 @@ class Loader : public ::testing::Test {
   }
   std::string trace() { return slurp(traces + "/hitachifi.log"); }
 
-  Vars settings() const {
-    return {{"HITACHIFI_CACHE_DIR", root},
-            {"HITACHIFI_HOSTNAME", root},
-            {"HITACHIFI_SYSFS_ROOT", root},
-            {"HITACHIFI_SNAPSHOT_RESOURCE_SPEC", root}};
-  }
-
   std::string dir, root, traces;
 };
 
 TEST_F(Loader, RootIsPrefixedAndThePathReallyOpenedIsTraced) {
-  const RunResult outcome = run(LOADER_PROBE, settings());
+  const RunResult outcome = run(LOADER_PROBE);
   EXPECT_EQ(0, outcome.status) << outcome.out;
   EXPECT_NE(std::string::npos, outcome.out.find("cache " + root + ", host " + root + ", sysfs " + root +
-                                                 ", targets snapshot_resource_spec line 1"))
+                                                ", targets snapshot_resource_spec line 1"))
       << outcome.out;
   EXPECT_NE(std::string::npos,
             trace().find("FRIM_DLOPEN_ROOT is set: opening " + root + kLibrary + " for " + kLibrary))
@@ -83,9 +78,7 @@ TEST_F(Loader, SetuidProcessIgnoresTheRootAndSaysSo) {
   ASSERT_EQ(0, ::statvfs(dir.c_str(), &mount));
   if (mount.f_flag & ST_NOSUID) GTEST_SKIP() << dir << " is on a file system mounted nosuid";
   // Nor does it take its trace, cache folder, host name, sysfs root or targets from there.
-  Vars more = settings();
-  more.insert(more.end(), {{"HITACHIFI_TRACE_DIR", root}, {"HITACHIFI_TRACE_LEVEL", "0"}});
-  const RunResult outcome = run(probe, more);
+  const RunResult outcome = run(probe, {{"HITACHIFI_TRACE_DIR", root}, {"HITACHIFI_TRACE_LEVEL", "0"}});
   EXPECT_EQ(1, outcome.status) << outcome.out;
   EXPECT_EQ(0u, outcome.out.find(std::string("refused: ") + kLibrary)) << outcome.out;
   EXPECT_EQ(std::string::npos, outcome.out.find(root)) << outcome.out;

@@ -16,19 +16,6 @@
 
 namespace simtest {
 
-// A fresh temporary directory, removed with its contents.
-struct TempDir {
-  TempDir() {
-    char pattern[] = "/tmp/rmsim-test.XXXXXX";
-    if (::mkdtemp(pattern) != nullptr) path = pattern;
-  }
-  ~TempDir() {
-    std::error_code ignored;
-    if (!path.empty()) std::filesystem::remove_all(path, ignored);
-  }
-  std::string path;
-};
-
 #define SIM_FUNCTION(member, name) \
   decltype(&::name) member = reinterpret_cast<decltype(&::name)>(handle ? ::dlsym(handle, #name) : nullptr)
 
@@ -59,10 +46,8 @@ const int kHitachi = 410001;
 // Default model, HITACHI array, host group 0 of port 0: LUN -> LDEV.
 const int kLun256 = 1;  // SI mu 0 -> 512 (PSUS), COW mu 3 -> 768 (PSUS)
 const int kLun257 = 2;  // SI mu 0 -> 513 (PAIR), COW mu 3 -> 769 (PAIR)
-const int kLun512 = 3;  // secondary of 256 mu 0
 const int kLun258 = 7;  // SI mu 1 -> 514, mu 2 -> 515 (both PSUS)
 const int kLun259 = 8;  // COW mu 3 -> 770, mu 4 -> 771 (both PSUS)
-const int kLun514 = 9;  // secondary of 258 mu 1
 
 // A volume address as the plugin builds it (port type 1, no LDEV yet).
 inline targdev volume(int lun, int mu, int port = 0, int targid = 0) {
@@ -89,28 +74,30 @@ inline Outcome run(const std::string& command) {
 class SimulatorTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_FALSE(dir.path.empty());
-    ::setenv("RMSIM_DB", (dir.path + "/state.db").c_str(), 1);
-    sim.reset(new rmsim::Simulator(dir.path + "/state.db"));
+    char pattern[] = "/tmp/rmsim-test.XXXXXX";
+    ASSERT_NE(nullptr, ::mkdtemp(pattern));
+    dir = pattern;
+    ::setenv("RMSIM_DB", (dir + "/state.db").c_str(), 1);
+    sim.reset(new rmsim::Simulator(dir + "/state.db"));
     sim->loadModel(rmsim::Simulator::defaultModel(), "db1");
     ASSERT_NE(nullptr, lib.handle) << ::dlerror();
     ASSERT_EQ(0, attach(&cmd, "/dev/sdb", 601));
   }
-
- public:
+  void TearDown() override {
+    std::error_code ignored;
+    if (!dir.empty()) std::filesystem::remove_all(dir, ignored);
+  }
   int attach(cmddevinfo* info, std::string path, int instance) {
     std::memset(info, 0, sizeof *info);
     return lib.attach(info, &path[0], instance);
   }
   std::string data(int ldev) { return sim->readData(kHitachi, ldev); }
   void write(int ldev, const std::string& bytes) { sim->writeData(kHitachi, ldev, bytes); }
-
- protected:
   pairstatinfo status(int lun, int mu) {  // of the volume at `lun`, asserting success
     targdev t = volume(lun, mu);
     pairstatinfo info;
     std::memset(&info, 0xAB, sizeof info);  // the library must fill every byte it reports
-    EXPECT_EQ(0, lib.volstat(&cmd, &t, &info)) << lastError();
+    EXPECT_EQ(0, lib.volstat(&cmd, &t, &info)) << lib.errmsg(&cmd);
     return info;
   }
   int split(int lun, int mu, int csize = 15) {
@@ -122,16 +109,10 @@ class SimulatorTest : public ::testing::Test {
     return lib.resync(&cmd, &t, ropt, csize);
   }
   Outcome rmsim(const std::string& arguments) {
-    return run(std::string(RMSIM_BIN) + " --db " + dir.path + "/state.db " + arguments);
-  }
-  std::string lastError() { return lib.errmsg(&cmd); }
-  std::string formattedError() {
-    char buffer[RMSIM_FMTMSG_SIZE] = {};
-    EXPECT_EQ(0, lib.fmtmsg(&cmd, buffer));
-    return buffer;
+    return run(std::string(RMSIM_BIN) + " --db " + dir + "/state.db " + arguments);
   }
 
-  TempDir dir;
+  std::string dir;  // a fresh folder of the state, removed with it
   std::unique_ptr<rmsim::Simulator> sim;
   Svrrm lib{SIM_ROOT};
   cmddevinfo cmd{};

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <string>
 
 #include "V_strings.h"
@@ -17,90 +18,74 @@ extern "C" __attribute__((visibility("default"))) const char* __asan_default_opt
 
 namespace {
 
-// `size` characters of 'x' followed by guard characters that a write past
-// the end would change.
+using namespace std::string_literals;
+
+// A call on a buffer of `size` characters that holds `start` and then 'x'
+// up to its size, followed by guard characters a write past the end would
+// change: its result, and the whole buffer after it, zeros included.
 template <class Char>
-struct Guarded {
-  explicit Guarded(size_t n) : size(n), storage(n, Char('x')) { storage.append(8, Char('#')); }
-  Char* data() { return &storage[0]; }
-  std::basic_string<Char> all() const { return storage.substr(0, size); }  // zeros included
-  bool intact() const { return storage.substr(size) == std::basic_string<Char>(8, Char('#')); }
+struct Row {
+  const char* what;
   size_t size;
-  std::basic_string<Char> storage;
+  std::basic_string<Char> start;
+  std::function<long(Char*, size_t)> call;
+  long result;
+  std::basic_string<Char> after;
 };
-using Narrow = Guarded<char>;
-using Wide = Guarded<wchar_t>;
+#define CALL(expr) [](auto* d, [[maybe_unused]] size_t n) -> long { return static_cast<long>(expr); }
 
-TEST(BoundedCopy, CopiesWhatFitsAlwaysTerminatesAndIgnoresNoRoomOrNull) {
-  Narrow small(4), one(1), untouched(4);
-  EXPECT_EQ(3u, V_strlcpy(small.data(), "abcdef", small.size));
-  EXPECT_EQ(std::string("abc\0", 4), small.all());
-  EXPECT_EQ(0u, V_strlcpy(one.data(), "abc", one.size));
-  EXPECT_EQ(std::string(1, '\0'), one.all());
-  EXPECT_EQ(0u, V_strlcpy(untouched.data(), "abc", 0));
-  EXPECT_EQ(0u, V_strlcpy(untouched.data(), nullptr, 4));
-  EXPECT_EQ("xxxx", untouched.all());
-  // A wide source without a terminator counts as size - 1 characters.
-  const wchar_t unterminated[4] = {L'a', L'b', L'c', L'd'};
-  Wide wide(4);
-  EXPECT_EQ(3u, V_wcslcpy(wide.data(), unterminated, wide.size));
-  EXPECT_EQ(std::wstring(L"abc\0", 4), wide.all());
-  EXPECT_TRUE(small.intact() && one.intact() && untouched.intact() && wide.intact());
+const wchar_t kUnterminated[4] = {L'a', L'b', L'c', L'd'};  // counts as size - 1 characters
+const wchar_t kUnconvertible[] = {wchar_t(0x100), 0};       // by the C locale: the formatter fails
+
+// clang-format off
+const Row<char> kNarrow[] = {
+    {"strlcpy cuts",             4, "",          CALL(V_strlcpy(d, "abcdef", n)), 3, "abc\0"s},
+    {"strlcpy into one",         1, "",          CALL(V_strlcpy(d, "abc", n)), 0, "\0"s},
+    {"strlcpy with no room",     4, "",          CALL(V_strlcpy(d, "abc", 0)), 0, "xxxx"},
+    {"strlcpy of null",          4, "",          CALL(V_strlcpy(d, nullptr, n)), 0, "xxxx"},
+    {"strlncat limit",           8, "ab\0"s,     CALL(V_strlncat(d, "cdef", 2, n)), 2, "abcd\0xxx"s},
+    {"strlcat cuts",             8, "abcd\0"s,   CALL(V_strlcat(d, "efghij", n)), 3, "abcdefg\0"s},
+    {"strlncat full",            8, "abcdefg\0"s, CALL(V_strlncat(d, "z", SIZE_MAX, n)), 0, "abcdefg\0"s},
+    {"strlncat unterminated",    4, "",          CALL(V_strlncat(d, "abc", 2, n)), 0, "xxxx"},
+    {"strlncpy zero-fills",      10, "",         CALL(V_strlncpy(d, "ab", 5, n)), 5, "ab\0\0\0\0xxxx"s},
+    {"strlncpy beyond the size", 4, "",          CALL(V_strlncpy(d, "abcdef", 9, n)), 3, "abc\0"s},
+    {"snprintf cuts",            8, "",          CALL(V_snprintf(d, n, "%s", "01234567890123456789")), 7, "0123456\0"s},
+    {"snprintf with no room",    8, "",          CALL(V_snprintf(d, 0, "%d", 1)), -1, "xxxxxxxx"},
+    {"snprintf fails",           8, "",          CALL(V_snprintf(d, n, "a%lsb", kUnconvertible)), 0, "\0\0xxxxxx"s},  // "a" was formatted
+};
+const Row<wchar_t> kWide[] = {
+    {"wcslcpy unterminated",     4, L"",         CALL(V_wcslcpy(d, kUnterminated, n)), 3, L"abc\0"s},
+    {"wcslncat limit",           6, L"ab\0"s,    CALL(V_wcslncat(d, L"cdef", 1, n)), 1, L"abc\0xx"s},
+    {"wcslcat cuts",             6, L"abc\0"s,   CALL(V_wcslcat(d, L"def", n)), 2, L"abcde\0"s},
+    {"wcslncpy",                 3, L"",         CALL(V_wcslncpy(d, L"abcdef", 3, n)), 2, L"ab\0"s},
+    {"snwprintf",                8, L"",         CALL(V_snwprintf(d, n, L"%ls%d", L"ab", 123)), 5, L"ab123\0xx"s},
+};
+// clang-format on
+
+template <class Char>
+void check(const Row<Char>& row) {
+  std::basic_string<Char> buffer(row.size, Char('x'));
+  buffer.replace(0, row.start.size(), row.start);
+  buffer.append(8, Char('#'));
+  EXPECT_EQ(row.result, row.call(&buffer[0], row.size)) << row.what;
+  EXPECT_EQ(row.after, buffer.substr(0, row.size)) << row.what;
+  EXPECT_EQ(std::basic_string<Char>(8, Char('#')), buffer.substr(row.size)) << row.what;
 }
 
-TEST(BoundedAppend, AppendsAtMostTheRoomOrLimitButNeverToAnUnterminatedDestination) {
-  Narrow narrow(8), unterminated(4);
-  V_strlcpy(narrow.data(), "ab", narrow.size);
-  EXPECT_EQ(2u, V_strlncat(narrow.data(), "cdef", 2, narrow.size));
-  EXPECT_EQ(3u, V_strlcat(narrow.data(), "efghij", narrow.size));
-  EXPECT_STREQ("abcdefg", narrow.data());
-  EXPECT_EQ(0u, V_strlncat(narrow.data(), "z", SIZE_MAX, narrow.size));  // full
-  Wide wide(6);
-  V_wcslcpy(wide.data(), L"ab", wide.size);
-  EXPECT_EQ(1u, V_wcslncat(wide.data(), L"cdef", 1, wide.size));
-  EXPECT_EQ(2u, V_wcslcat(wide.data(), L"def", wide.size));
-  EXPECT_EQ(std::wstring(L"abcde"), wide.data());
-  EXPECT_EQ(0u, V_strlncat(unterminated.data(), "abc", 2, unterminated.size));
-  EXPECT_EQ("xxxx", unterminated.all());
-  EXPECT_TRUE(narrow.intact() && wide.intact() && unterminated.intact());
+TEST(BoundedStrings, CopyAppendAndFormatCutAtTheSizeAndAlwaysTerminate) {
+  for (const auto& row : kNarrow) check(row);
+  for (const auto& row : kWide) check(row);
 }
 
-TEST(LimitedCopy, ZeroFillsUpToTheLimitReturnsItAndCutsAtTheSize) {
-  Narrow narrow(10), small(4);
-  EXPECT_EQ(5u, V_strlncpy(narrow.data(), "ab", 5, narrow.size));
-  EXPECT_EQ(std::string("ab\0\0\0\0xxxx", 10), narrow.all());        // terminator at 5, nothing after
-  EXPECT_EQ(3u, V_strlncpy(small.data(), "abcdef", 9, small.size));  // limit beyond the size
-  EXPECT_EQ(std::string("abc\0", 4), small.all());
-  Wide wide(3);
-  EXPECT_EQ(2u, V_wcslncpy(wide.data(), L"abcdef", 3, wide.size));
-  EXPECT_EQ(std::wstring(L"ab\0", 3), wide.all());
-  EXPECT_TRUE(narrow.intact() && small.intact() && wide.intact());
-}
-
-TEST(FormatAndVerify, FormatReturnsTheCountCutsAtSizeMinusOneAndAlwaysTerminates) {
-  Narrow buf(8);
-  EXPECT_EQ(7, V_snprintf(buf.data(), buf.size, "%s", "01234567890123456789"));
-  EXPECT_STREQ("0123456", buf.data());
-  EXPECT_TRUE(buf.intact());
-  EXPECT_EQ(-1, V_snprintf(buf.data(), 0, "%d", 1));
-  EXPECT_STREQ("0123456", buf.data());
-  // A wide character the C locale cannot convert makes the formatter fail:
-  // the buffer is emptied and the result is 0.
-  const wchar_t unconvertible[] = {wchar_t(0x100), 0};
-  EXPECT_EQ(0, V_snprintf(buf.data(), buf.size, "a%lsb", unconvertible));
-  EXPECT_STREQ("", buf.data());
-  // The wide form returns the wide formatter's own result.
-  Wide wide(8);
-  EXPECT_EQ(5, V_snwprintf(wide.data(), wide.size, L"%ls%d", L"ab", 123));
-  EXPECT_EQ(std::wstring(L"ab123"), wide.data());
-  EXPECT_LT(V_snwprintf(wide.data(), wide.size, L"%ls", L"0123456789abc"), 0);  // did not fit
+TEST(BoundedStrings, AWideFormatThatDidNotFitStillTerminatesAndVerifyResetsTheLength) {
+  wchar_t wide[8];
+  EXPECT_EQ(-1, V_snwprintf(wide, 8, L"%ls", L"0123456789abc"));  // the wide formatter's own result
   size_t length = 99;
-  EXPECT_EQ(0, V_wstrverify(wide.data(), wide.size, &length));  // still terminated
-  EXPECT_LT(length, wide.size);
+  EXPECT_EQ(0, V_wstrverify(wide, 8, &length));
+  EXPECT_LT(length, 8u);
   EXPECT_EQ(-1, V_strverify("abc", 3, &length));
   EXPECT_EQ(0u, length);                          // reset even on failure
   EXPECT_EQ(3, V_snwprintf(nullptr, 8, L"abc"));  // formatted, copied nowhere
-  EXPECT_TRUE(wide.intact());
 }
 
 TEST(DumbRealloc, StoresTheNewBlockOrFreesTheOldOnFailure) {
