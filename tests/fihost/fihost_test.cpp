@@ -1,15 +1,12 @@
-// What a scenario file cannot set up: instance-number files with holders
-// that have ended and that still run, state files through links or of other
+// What a scenario file cannot set up: state files through links or of other
 // users, a setgid copy, and runs stopped midway. The rest of fihost's cases
 // are in fihost.scenarios.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -23,105 +20,13 @@ using nlohmann::json;
 
 namespace {
 
-// The small model of fihost.scenarios, enough for fihost to find its arrays.
-const char kModel[] =
-    "array 410001 vendor=HITACHI maxmmun=8\ncmddev 410001 /dev/sdb ldev=4095\nport 410001 0 fibre\n"
-    "hostgroup 410001 0 0 @HOST@\nldev 410001 4095 emulation=OPEN-V-CM props=cmd device=sdb\n"
-    "lun 410001 0 0 0 4095\n";
-const char kInstanceFile[] = "/UDID##HITACHI##HDS##410001##4095";
-
-struct Record {
-  int32_t number, owner;
-};
-
-void writeRecords(const std::string& path, const std::vector<Record>& records) {
-  ::mkdir(path.substr(0, path.rfind('/')).c_str(), 0755);
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(records.data()), static_cast<std::streamsize>(records.size() * 8));
-}
-
-std::vector<Record> readRecords(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::vector<Record> records;
-  for (Record r{}; in.read(reinterpret_cast<char*>(&r), sizeof r);) records.push_back(r);
-  return records;
-}
-
-// A process id no process has any longer: a reaped child's.
-pid_t endedProcess() {
-  pid_t child = ::fork();
-  if (child == 0) ::_exit(0);
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  return child;
-}
-
 class Fihost : public ::testing::Test {
  protected:
   RunResult fihost(const std::vector<std::string>& args) {
     return runProgram(FIHOST_PATH, args, "", host.dir());
   }
-  json parsed(const RunResult& run) {
-    json document = json::parse(run.out, nullptr, false);
-    EXPECT_FALSE(document.is_discarded()) << "not JSON: " << run.out << run.err;
-    return document;
-  }
-  bool checkHas(const std::string& check, const char* flag, const std::string& hint) {
-    const json checked = parsed(fihost({"--json", "check"}));
-    for (const json& f : checked["host"])
-      if (f["check"] == check && f[flag].get<bool>() == (flag[0] == 'w') &&
-          f["hint"].get<std::string>().find(hint) != std::string::npos)
-        return true;
-    return false;
-  }
-  PluginHost host{kModel};
-  const std::string instances = std::string(std::getenv("HITACHIFI_CACHE_DIR")) + "/hitachi";
+  PluginHost host;
 };
-
-TEST_F(Fihost, ReclaimFreesAnEndedHoldersNumberAndKeepsARunningOnes) {
-  const std::string file = instances + kInstanceFile;
-  const pid_t ended = endedProcess(), running = ::getpid();
-  writeRecords(file, {{601, ended}, {602, running}, {603, -1}});
-  json before = parsed(fihost({"--json", "instances"}));
-  ASSERT_EQ(1u, before["files"].size());
-  const json& listed = before["files"][0];
-  EXPECT_EQ(1, listed["free"].get<int>());
-  ASSERT_EQ(2u, listed["held"].size());
-  EXPECT_EQ(ended, listed["held"][0]["pid"].get<int>());
-  EXPECT_FALSE(listed["held"][0]["running"].get<bool>());
-  EXPECT_TRUE(listed["held"][1]["running"].get<bool>());
-  EXPECT_EQ(readRecords(file)[0].owner, ended) << "listing changed the file";
-  EXPECT_TRUE(checkHas("instance file", "warning", "fihost instances --reclaim"));
-
-  RunResult run = fihost({"--json", "instances", "--reclaim"});
-  ASSERT_EQ(0, run.status) << run.err;
-  EXPECT_EQ(std::vector<int>{601}, parsed(run)["files"][0]["reclaimed"].get<std::vector<int>>());
-  std::vector<Record> records = readRecords(file);
-  ASSERT_EQ(3u, records.size());
-  EXPECT_EQ(-1, records[0].owner);
-  EXPECT_EQ(running, records[1].owner);
-  EXPECT_EQ(-1, records[2].owner);
-
-  const std::string other = instances + "/UDID##HP##XP##520002##4095";
-  std::ofstream(other) << "thirteen byte";
-  RunResult shape = fihost({"instances"});
-  EXPECT_EQ(1, shape.status);
-  EXPECT_NE(std::string::npos, shape.err.find("not a whole number of 8-byte records")) << shape.err;
-  ASSERT_EQ(0, ::truncate(other.c_str(), 1LL << 36));  // sparse: nothing to read, everything to allocate
-  shape = fihost({"instances"});
-  EXPECT_EQ(1, shape.status);
-  EXPECT_NE(std::string::npos, shape.err.find("68719476736 bytes long, more than the 792")) << shape.err;
-}
-
-// Every number held by an ended process: a host problem check reports with a hint.
-TEST_F(Fihost, CheckFindsAFileWhoseNumbersAreAllHeld) {
-  std::vector<Record> full;
-  const pid_t ended = endedProcess();
-  for (int n = 601; n <= 699; ++n) full.push_back({n, ended});
-  writeRecords(instances + kInstanceFile, full);
-  EXPECT_EQ(1, fihost({"check"}).status);
-  EXPECT_TRUE(checkHas("instance file", "ok", "fihost instances --reclaim"));
-}
 
 // A state file is never read through a link; run as root, only a file of
 // root's that no one else may write.
