@@ -2,6 +2,8 @@
 
 #include <fnmatch.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -244,7 +246,7 @@ class Runner {
         ADD_FAILURE() << e.what();
         return;
       }
-      if (::testing::Test::HasFatalFailure()) return;
+      if (::testing::Test::HasFatalFailure() || ::testing::Test::IsSkipped()) return;
     }
     closeStep();
   }
@@ -376,18 +378,30 @@ class Runner {
     return host().entry<int (*)(zfi_domain*)>("cache_disable")(nullptr);
   }
 
-  // fihost or rmsim run in the host's folder ($DIR in a word: that folder),
-  // `input="TEXT"` its standard input; its exit code is the result.
+  // fihost, rmsim or `run PROGRAM` in the host's folder, `input="TEXT"` its
+  // standard input, `stop=KILL|INT` sent once the array has seen a resync;
+  // its exit code (128 + a signal's number) is the result.
   int doProgram(const Words& w, size_t end) {
     std::vector<std::string> args;
     std::string input;
-    for (size_t i = 1; i < end; ++i) {
+    int signal = 0;
+    for (size_t i = w[0] == "run" ? 2 : 1; i < end; ++i) {
       if (w[i].compare(0, 6, "input=") == 0)
         input = w[i].substr(6);
+      else if (w[i].compare(0, 5, "stop=") == 0)
+        signal = w[i] == "stop=KILL" ? SIGKILL : SIGINT;
       else
         args.push_back(w[i]);
     }
-    m_run = runProgram(w[0] == "fihost" ? FIHOST_PATH : RMSIM_PATH, args, input, host().dir());
+    const auto resynced = [this] {
+      for (const rmsim::CallRecord& call : host().sim().journal())
+        if (call.function == "pairresync") return true;
+      return false;
+    };
+    m_run = runProgram(w[0] == "fihost"  ? FIHOST_PATH
+                       : w[0] == "rmsim" ? RMSIM_PATH
+                                         : w.at(1),
+                       args, input, host().dir(), signal, resynced);
     return m_run.status;
   }
 
@@ -410,15 +424,23 @@ class Runner {
                                                                  n ? &n->alt : nullptr, nullptr);
   }
 
-  const std::map<std::string, Body> kSteps = {
-      {"select", &Runner::doSelect},          {"prepare", &Runner::doPrepare},
-      {"isready", &Runner::doIsready},        {"make", &Runner::doMake},
-      {"restore", &Runner::doRestore},        {"setstate", &Runner::doSetState},
-      {"import", &Runner::doImport},          {"cachedisable", &Runner::doCacheDisable},
-      {"fihost", &Runner::doProgram},         {"rmsim", &Runner::doProgram},
-      {"initnode", &Runner::doInitNode},      {"initaltnode", &Runner::doInitNode},
-      {"initremnode", &Runner::doInitNode},   {"deinitnode", &Runner::doInitNode},
-      {"deinitaltnode", &Runner::doInitNode}, {"providerstate", &Runner::doProviderState}};
+  const std::map<std::string, Body> kSteps = {{"select", &Runner::doSelect},
+                                              {"prepare", &Runner::doPrepare},
+                                              {"isready", &Runner::doIsready},
+                                              {"make", &Runner::doMake},
+                                              {"restore", &Runner::doRestore},
+                                              {"setstate", &Runner::doSetState},
+                                              {"import", &Runner::doImport},
+                                              {"cachedisable", &Runner::doCacheDisable},
+                                              {"fihost", &Runner::doProgram},
+                                              {"rmsim", &Runner::doProgram},
+                                              {"run", &Runner::doProgram},
+                                              {"initnode", &Runner::doInitNode},
+                                              {"initaltnode", &Runner::doInitNode},
+                                              {"initremnode", &Runner::doInitNode},
+                                              {"deinitnode", &Runner::doInitNode},
+                                              {"deinitaltnode", &Runner::doInitNode},
+                                              {"providerstate", &Runner::doProviderState}};
 
   void perform(const Words& w) {
     const std::string& verb = w[0];
@@ -490,6 +512,18 @@ class Runner {
       }
     } else if (verb == "truncate") {  // truncate FILE SIZE
       std::filesystem::resize_file(host().dir() + "/" + w.at(1), std::stoull(w.at(2)));
+    } else if (verb == "link") {  // link NAME TARGET
+      std::filesystem::create_symlink(w.at(2), host().dir() + "/" + w.at(1));
+    } else if (verb == "copyfihost") {  // copyfihost NAME: a copy of fihost's binary
+      std::filesystem::copy_file(FIHOST_PATH, host().dir() + "/" + w.at(1));
+    } else if (verb == "owner") {  // owner NAME UID GID MODE (-1: unchanged)
+      const std::string path = host().dir() + "/" + w.at(1);
+      if (::chown(path.c_str(), number(w.at(2)), number(w.at(3))) != 0 ||
+          ::chmod(path.c_str(), number(w.at(4))))
+        throw std::runtime_error("cannot give away " + path);
+    } else if (verb == "root") {  // the rest only when run as root
+      closeStep();
+      if (::geteuid() != 0) GTEST_SKIP() << "the rest of the scenario needs root";
     } else if (verb == "file") {  // file NAME TEXT: a file in the host's folder, TEXT as written
       const size_t name = m_text.find(w.at(1)) + w[1].size();
       const size_t text = m_text.find_first_not_of(" \t", name);
