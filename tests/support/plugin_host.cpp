@@ -219,14 +219,30 @@ std::vector<HostMessage> PluginHost::messages() {
   for (;;) {
     zfi_msg_info* record = nullptr;
     if (entry<int (*)(zfi_msg_info**)>("get_last_error")(&record) != 0 || record == nullptr) break;
-    HostMessage message{record->msg_id ? record->msg_id : "", {}, record->text ? record->text : ""};
+    HostMessage message{record->msg_id ? record->msg_id : "",
+                        {},
+                        record->text ? record->text : "",
+                        std::to_string(record->severity) + " " + (record->file ? record->file : "") + ":" +
+                            std::to_string(record->line),
+                        record->msg_index,
+                        {}};
     for (int i = 0; i < record->arg_count; ++i) {
       const zfi_msg_arg& arg = record->args[i];
       message.args.push_back(arg.type == ZFI_MSG_ARG_STRING ? std::string("S:") + arg.str_value
                                                             : "I:" + std::to_string(arg.int_value));
     }
+    for (const char* locale : {"de_DE", static_cast<const char*>(nullptr)}) {
+      char* text = nullptr;
+      int length = -1;
+      const bool got = entry<int (*)(int*, zfi_msg_info*, const char*, char**)>("get_locale_message")(
+                           &length, record, locale, &text) == 0 &&
+                       text != nullptr && length == static_cast<int>(std::strlen(text));
+      message.localeTexts.push_back(got ? text : "<failed>");
+      if (entry<int (*)(char**)>("del_locale_message")(&text) != 0) message.localeTexts.back() = "<failed>";
+    }
+    if (entry<int (*)(zfi_msg_info**)>("del_last_error")(&record) != 0 || record != nullptr)
+      message.localeTexts.push_back("<failed>");
     newestFirst.push_back(message);
-    entry<int (*)(zfi_msg_info**)>("del_last_error")(&record);
   }
   return std::vector<HostMessage>(newestFirst.rbegin(), newestFirst.rend());
 }

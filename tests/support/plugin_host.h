@@ -36,12 +36,17 @@ struct HostNode {
   zfi_splitnode split{};
 };
 
-// A message the plugin reported: its id, arguments ("S:text" / "I:number")
-// and the catalogue's text.
+// A message the plugin reported: its id, arguments ("S:text" / "I:number"),
+// the catalogue's text, where ("SEVERITY FILE:LINE") and its index, and the
+// texts get_locale_message gives in German (no texts of its own) and in the
+// framework's language (null); "<failed>" when a call of the framework's
+// failed or a length was wrong.
 struct HostMessage {
   std::string id;
   std::vector<std::string> args;
-  std::string text;
+  std::string text, where;
+  int index = 0;
+  std::vector<std::string> localeTexts;
   std::string str() const;  // "ID ARG ARG..."
 };
 

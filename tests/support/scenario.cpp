@@ -208,6 +208,11 @@ std::string joined(const Words& words, size_t from = 0, const char* between = " 
   return text;
 }
 
+// A text as expected: equal, or starting with what comes before a last '*'.
+bool matches(const std::string& want, const std::string& seen) {
+  return want.back() == '*' ? seen.compare(0, want.size() - 1, want, 0, want.size() - 1) == 0 : seen == want;
+}
+
 // TEXT against what was seen: "=" all of it, "has" or "lacks" a part.
 void compare(const std::string& how, const std::string& want, const std::string& seen) {
   if (how != "=" && how != "has" && how != "lacks") throw std::runtime_error("=|has|lacks TEXT, not " + how);
@@ -239,8 +244,10 @@ class Runner {
         Words words = line.words;
         for (std::string& word : words)  // the host's folder, this process, one that has ended
           if (word.find('$') != std::string::npos)
-            word = substitute(
-                word, {{"DIR", host().dir()}, {"PID", std::to_string(::getpid())}, {"ENDED", ended(word)}});
+            word = substitute(word, {{"DIR", host().dir()},
+                                     {"PID", std::to_string(::getpid())},
+                                     {"SIMROOT", SIM_ROOT},
+                                     {"ENDED", ended(word)}});
         perform(words);
       } catch (const std::exception& e) {
         ADD_FAILURE() << e.what();
@@ -540,12 +547,22 @@ class Runner {
     const std::string& verb = w[0];
     if (verb == "msg") {
       m_expectedMessages.push_back(joined(w, 1));
+    } else if (verb == "said") {  // said WHERE "TEXT": a message of the step, alike in every language
+      bool found = false;
+      std::string seen;
+      for (const HostMessage& m : m_messages) {
+        found = found || (m.where == w.at(1) && m.index > 6000 && m.localeTexts == Words{m.text, m.text} &&
+                          matches(w.at(2), m.text));
+        seen += "\n  " + m.where + " " + std::to_string(m.index) + " " + m.text + " | " +
+                joined(m.localeTexts, 0, " | ");
+      }
+      EXPECT_TRUE(found) << "no message at " << w[1] << " says " << w[2] << "; reported:" << seen;
     } else if (verb == "trace") {  // LEVEL: exactly this line; "-": no line holds it; "*": some line does
       const std::string& level = w.at(1);
       bool found = false;
       for (const std::string& traced : m_trace)
         found = found || (level == "-" || level == "*" ? traced.find(w.at(2)) != std::string::npos
-                                                       : traced == level + " " + w.at(2));
+                                                       : matches(level + " " + w.at(2), traced));
       EXPECT_EQ(level != "-", found) << "trace " << level << " " << w[2] << "\ntraced:\n"
                                      << joined(m_trace, 0, "\n");
     } else if (verb == "traces") {  // every line holding the text, in order
