@@ -431,23 +431,18 @@ class Runner {
                                                                  n ? &n->alt : nullptr, nullptr);
   }
 
-  const std::map<std::string, Body> kSteps = {{"select", &Runner::doSelect},
-                                              {"prepare", &Runner::doPrepare},
-                                              {"isready", &Runner::doIsready},
-                                              {"make", &Runner::doMake},
-                                              {"restore", &Runner::doRestore},
-                                              {"setstate", &Runner::doSetState},
-                                              {"import", &Runner::doImport},
-                                              {"cachedisable", &Runner::doCacheDisable},
-                                              {"fihost", &Runner::doProgram},
-                                              {"rmsim", &Runner::doProgram},
-                                              {"run", &Runner::doProgram},
-                                              {"initnode", &Runner::doInitNode},
-                                              {"initaltnode", &Runner::doInitNode},
-                                              {"initremnode", &Runner::doInitNode},
-                                              {"deinitnode", &Runner::doInitNode},
-                                              {"deinitaltnode", &Runner::doInitNode},
-                                              {"providerstate", &Runner::doProviderState}};
+  // clang-format off
+  const std::map<std::string, Body> kSteps = {
+      {"select", &Runner::doSelect},           {"prepare", &Runner::doPrepare},
+      {"isready", &Runner::doIsready},         {"make", &Runner::doMake},
+      {"restore", &Runner::doRestore},         {"setstate", &Runner::doSetState},
+      {"import", &Runner::doImport},           {"cachedisable", &Runner::doCacheDisable},
+      {"fihost", &Runner::doProgram},          {"rmsim", &Runner::doProgram},
+      {"run", &Runner::doProgram},             {"providerstate", &Runner::doProviderState},
+      {"initnode", &Runner::doInitNode},       {"initaltnode", &Runner::doInitNode},
+      {"initremnode", &Runner::doInitNode},    {"deinitnode", &Runner::doInitNode},
+      {"deinitaltnode", &Runner::doInitNode}};
+  // clang-format on
 
   void perform(const Words& w) {
     const std::string& verb = w[0];
