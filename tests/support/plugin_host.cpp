@@ -72,7 +72,10 @@ void PluginHost::load() {
   m_handle = ::dlopen(PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
   if (m_handle == nullptr) throw std::runtime_error(std::string("dlopen: ") + ::dlerror());
   zfi_version version{};
-  const int rc = entry<int (*)(zfi_fw_info*, zfi_version*, const char*)>("init")(nullptr, &version, "fim");
+  static char language[] = "en_US";  // the framework's language
+  static char* languages[] = {language, nullptr};
+  static zfi_fw_info info{nullptr, nullptr, nullptr, languages};  // the plugin may keep it
+  const int rc = entry<int (*)(zfi_fw_info*, zfi_version*, const char*)>("init")(&info, &version, "fim");
   if (rc != 0) throw std::runtime_error("init returned " + std::to_string(rc));
   m_sim->clearJournal();
 }

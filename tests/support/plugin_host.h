@@ -57,7 +57,7 @@ class PluginHost {
   // the cache and trace folders and a hosts file naming this host db1, and
   // the environment pointing the plugin, fihost and rmsim at them (no
   // configured targets). Then loads and initialises the plugin with a trace
-  // at `traceLevel`.
+  // at `traceLevel`, the framework's language en_US.
   explicit PluginHost(const std::string& model = std::string(), int traceLevel = 6);
   ~PluginHost();
   PluginHost(const PluginHost&) = delete;
