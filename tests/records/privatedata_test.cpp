@@ -1,13 +1,11 @@
 // Device ids ("UDID##<vendor>##<product>[##<enclosure>]##<device>"), the
 // "snapshot_resource_spec" text built from them, and the per-node private
-// data, the factory that shares it between nodes and the targets it reads.
+// data and the factory that shares it between nodes. The targets the
+// manager reads from the environment or a file it names are pinned through
+// the plugin by the lifecycle scenarios.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <fstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "cfiprivatedatamgr.h"
@@ -156,42 +154,6 @@ TEST_F(PrivateDataFactory, NullNodeAndSlotsItDidNotFillAreHandled) {
         ->allocate(&alternate.domain, true);
   }
   EXPECT_TRUE(factory->access(&alternate.domain).isNull());
-}
-
-// The targets come from the manager's "snapshot_resource_spec".
-class ConfiguredTargets : public ::testing::Test {
- protected:
-  void TearDown() override { ::unsetenv("HITACHIFI_SNAPSHOT_RESOURCE_SPEC"); }
-};
-
-TEST_F(ConfiguredTargets, UnsetValueIsTakenFromTheEnvironmentOrAFileItNames) {
-  ::setenv("HITACHIFI_SNAPSHOT_RESOURCE_SPEC", (std::string(kSource) + " = t##7").c_str(), 1);
-  EXPECT_EQ((Targets{"t##7"}), CFiPrivateDataManager().getTargetConfig().targetsFor(kSource));
-  ::setenv("HITACHIFI_SNAPSHOT_RESOURCE_SPEC", "@/no/such/file", 1);
-  EXPECT_THROW(CFiPrivateDataManager().getTargetConfig(), CFiTargetConfigError);
-
-  // A file may be one the caller could not read: a fault is placed, never quoted.
-  char file[] = "/tmp/targets.XXXXXX";
-  const int fd = ::mkstemp(file);
-  ASSERT_LE(0, fd);
-  ::close(fd);
-  const std::string line2 = std::string("  ") + kSource + " = secret";
-  for (const auto& [text, where] :
-       {std::make_pair(std::string("secret\n"), std::string("line 1, column 1")),
-        std::make_pair("# secret\n" + line2 + "\n",
-                       "line 2, column " + std::to_string(line2.find("secret") + 1))}) {
-    std::ofstream(file) << text;
-    ::setenv("HITACHIFI_SNAPSHOT_RESOURCE_SPEC", (std::string("@") + file).c_str(), 1);
-    try {
-      CFiPrivateDataManager().getTargetConfig();
-      ADD_FAILURE() << text;
-    } catch (const CFiTargetConfigError& e) {
-      EXPECT_EQ("snapshot_resource_spec: the file '" + std::string(file) +
-                    "' named by HITACHIFI_SNAPSHOT_RESOURCE_SPEC is malformed at " + where,
-                e.what());
-    }
-  }
-  ::unlink(file);
 }
 
 }  // namespace
