@@ -20,6 +20,9 @@ namespace {
 const char kSource[] = "UDID##HITACHI##HDS##410##12";
 using Targets = std::vector<std::string>;
 
+// The reason and text of each malformed id are pinned through the plugin by
+// the lifecycle scenarios (SelectRefusesANodeNameThatIsNoUdid, and a null
+// one by RestoreRefusesNullLists).
 TEST(Udid, ParsesPartsAndEachParseStartsAfresh) {
   CFiUdid udid("<hitachifi>UDID##HITACHI##HDS##410##12");  // the prefix may stand anywhere
   EXPECT_EQ("HITACHI|HDS|410|12", udid.getVendor() + "|" + udid.getProduct() + "|" + udid.getEnclosureId() +
@@ -31,25 +34,7 @@ TEST(Udid, ParsesPartsAndEachParseStartsAfresh) {
   EXPECT_FALSE(udid.hasEnclosureId());
   EXPECT_THROW(udid.parse("UDID##A"), CFiUdidException);
   EXPECT_EQ("", udid.getVendor() + udid.getDeviceId());
-}
-
-TEST(Udid, MalformedTextsGiveTheirReasonAndText) {
-  const struct {
-    const char* text;
-    int reason;
-  } rows[] = {{"UDID##HP##XP##", 1}, {"HITACHI##HDS##1##2", 2}, {"UDID#HITACHI##HDS##1##2", 2},
-              {nullptr, 2},          {"UDID##HITACHI", 3},      {"UDID##HITACHI##HDS", 4},
-              {"UDID######1", 0}};  // empty vendor and product are allowed
-  for (const auto& row : rows) {
-    int reason = 0;
-    try {
-      CFiUdid udid(row.text);
-    } catch (const CFiUdidException& e) {
-      EXPECT_EQ(row.text ? row.text : "", e.getText());
-      reason = e.getReason();
-    }
-    EXPECT_EQ(row.reason, reason) << (row.text ? row.text : "null");
-  }
+  EXPECT_NO_THROW(udid.parse("UDID######1"));  // empty vendor and product are allowed
 }
 
 // Each malformed text's line and fault are pinned through the plugin by the
