@@ -381,6 +381,14 @@ class Runner {
                          number(w.at(3)));
   }
 
+  // config XML -> RC: the framework's config set with XML as written (`null`: none).
+  int doConfig(const Words&, size_t) {
+    const size_t from = m_text.find("config") + 7, to = m_text.rfind(" -> ");
+    std::string xml = m_text.substr(from, to - from);
+    return host().entry<int (*)(zfi_domain*, int, char*, zfi_confspec*)>("config")(
+        nullptr, ZFI_CONFIG_SET, xml == "null" ? nullptr : &xml[0], nullptr);
+  }
+
   int doCacheDisable(const Words&, size_t) {
     return host().entry<int (*)(zfi_domain*)>("cache_disable")(nullptr);
   }
@@ -441,7 +449,7 @@ class Runner {
       {"run", &Runner::doProgram},             {"providerstate", &Runner::doProviderState},
       {"initnode", &Runner::doInitNode},       {"initaltnode", &Runner::doInitNode},
       {"initremnode", &Runner::doInitNode},    {"deinitnode", &Runner::doInitNode},
-      {"deinitaltnode", &Runner::doInitNode}};
+      {"deinitaltnode", &Runner::doInitNode},  {"config", &Runner::doConfig}};
   // clang-format on
 
   void perform(const Words& w) {
