@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <tuple>
 
 #include "catalogue.h"
 #include "hitachi_instanceManager.h"
@@ -43,17 +44,12 @@ class FihostFiles : public ::testing::Test {
 };
 
 TEST(FihostProviderState, ReadsTheSourceAndTheSnapshotRecord) {
-  ProviderState state = parseProviderState(kState);
-  EXPECT_EQ("256", state.source.deviceId);
-  EXPECT_EQ("410001", state.source.enclosureId);
-  EXPECT_TRUE(state.source.supportsShadowImage);
-  EXPECT_FALSE(state.source.supportsSnapshot);
-  EXPECT_EQ(3, state.source.port);
-  EXPECT_EQ(7, state.source.hostGroup);
-  EXPECT_EQ("db1", state.source.hostGroupName);
-  EXPECT_EQ("512", state.snapshot.deviceId);
-  EXPECT_TRUE(state.snapshot.isSnap);
-  EXPECT_TRUE(state.snapshot.hostGroupName.empty());
+  const ProviderState state = parseProviderState(kState);
+  const auto& s = state.source;
+  EXPECT_EQ(std::make_tuple("256", "410001", true, false, 3, 7, "db1", "512", true, ""),
+            std::make_tuple(s.deviceId, s.enclosureId, s.supportsShadowImage, s.supportsSnapshot, s.port,
+                            s.hostGroup, s.hostGroupName, state.snapshot.deviceId, state.snapshot.isSnap,
+                            state.snapshot.hostGroupName));
 }
 
 TEST(FihostProviderState, TextsThatAreNoProviderStateAreRefusedNotMisread) {
@@ -68,16 +64,13 @@ TEST(FihostProviderState, TextsThatAreNoProviderStateAreRefusedNotMisread) {
 }
 
 TEST_F(FihostFiles, StateFileKeepsEveryFieldAndTheProviderStateVerbatim) {
-  StateFile written;
-  written.created = "2026-11-23T17:00:00Z";
-  written.session = "fihost-1-2";
+  StateFile written{"2026-11-23T17:00:00Z", "fihost-1-2", {}};
   written.snapshots.push_back({"/dev/sdc", "<hitachifi>UDID##A##B##1##2", "UDID##A##B##1##2",
                                "UDID##A##B##1##9", "HPXP_Snapshot", std::string(kState) + "\"\\\n\t"});
   const std::string path = dir + "/state.json";
   writeStateFile(path, written);
   StateFile read = readStateFile(path);
-  EXPECT_EQ(written.created, read.created);
-  EXPECT_EQ(written.session, read.session);
+  EXPECT_EQ(written.created + written.session, read.created + read.session);
   ASSERT_EQ(1u, read.snapshots.size());
   const SnapshotEntry &a = written.snapshots[0], &b = read.snapshots[0];
   EXPECT_EQ(std::tie(a.device, a.node, a.source, a.snapshot, a.method, a.providerState),
@@ -93,20 +86,14 @@ TEST_F(FihostFiles, CatalogueKnowsWhichSnapshotEachPartnerHolds) {
   Catalogue catalogue(dir + "/folder/catalogue.db");
   auto entry = [](const char* session, const char* ldev) {
     CatalogueEntry e;
-    e.session = session;
-    e.device = "/dev/sdc";
-    e.source = "UDID##HITACHI##HDS##410001##256";
-    e.method = "Hitachi_ShadowImage";
-    e.targetArray = "410001";
-    e.targetLdev = ldev;
+    std::tie(e.session, e.device, e.source, e.method, e.targetArray, e.targetLdev) = std::make_tuple(
+        session, "/dev/sdc", "UDID##HITACHI##HDS##410001##256", "Hitachi_ShadowImage", "410001", ldev);
     return e;
   };
   std::vector<CatalogueEntry> monday = {entry("mon", "512"), entry("mon", "768")};
   catalogue.begin(monday);
-  monday[0].target = "UDID##HITACHI##HDS##410001##512";
-  monday[0].providerState = kState;
-  monday[0].stateFile = "/var/mon.json";
-  monday[0].mirrorUnit = 0;
+  std::tie(monday[0].target, monday[0].providerState, monday[0].stateFile, monday[0].mirrorUnit) =
+      std::make_tuple("UDID##HITACHI##HDS##410001##512", kState, "/var/mon.json", 0);
   catalogue.complete({monday[0]});
   EXPECT_EQ(kState, catalogue.findSnapshot("mon", "UDID##HITACHI##HDS##410001##512")->providerState);
   EXPECT_FALSE(catalogue.findSnapshot("mon", "UDID##HITACHI##HDS##410001##768")) << "never made";

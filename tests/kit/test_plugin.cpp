@@ -30,9 +30,6 @@ int pushException(const CFiObjctlArgs& args) {
   e.m_apiName = args.get("call");
   e.m_enclosureId = args.get("enclosure");
   e.m_file = args.get("file");
-  e.m_vdisk = args.get("vdisk");
-  e.m_vdiskCopy = args.get("vdiskCopy");
-  e.m_pairStatus = args.get("status");
   e.push();
   return ZFI_E_REPORTED;
 }

@@ -11,31 +11,9 @@
 
 #include "rmsim.h"
 
-SimulatedHost::SimulatedHost(const std::string& hostName) {
-  char pattern[] = "/tmp/hitachifi-host.XXXXXX";
-  if (::mkdtemp(pattern) == nullptr) throw std::runtime_error("cannot create a temporary directory");
-  m_dir = pattern;
-  ::mkdir(cacheDir().c_str(), 0755);
-  ::mkdir(traceDir().c_str(), 0755);
-  // Host names come from a file of the test's own: no test asks DNS.
-  const std::string hosts = m_dir + "/hosts";
-  std::ofstream(hosts) << "127.0.0.1 localhost\n10.0.0.7 " << hostName << ".example.test " << hostName
-                       << "\n";
-  const std::pair<const char*, std::string> env[] = {{"RMSIM_DB", db()},
-                                                     {"FRIM_DLOPEN_ROOT", SIM_ROOT},
-                                                     {"RMSIM_HOSTNAME", hostName},
-                                                     {"HITACHIFI_HOSTNAME", hostName},
-                                                     {"HITACHIFI_HOSTS_FILE", hosts},
-                                                     {"HITACHIFI_SYSFS_ROOT", sysfs()},
-                                                     {"HITACHIFI_CACHE_DIR", cacheDir()},
-                                                     {"HITACHIFI_TRACE_DIR", traceDir()}};
-  for (const auto& var : env) ::setenv(var.first, var.second.c_str(), 1);
-  ::unsetenv("HITACHIFI_SNAPSHOT_RESOURCE_SPEC");
-}
-
-SimulatedHost::~SimulatedHost() {
+PluginHost::Folder::~Folder() {
   std::error_code ignored;
-  std::filesystem::remove_all(m_dir, ignored);
+  if (!path.empty()) std::filesystem::remove_all(path, ignored);
 }
 
 HostNode::HostNode(const std::string& nodeName, const std::string& fimName)
@@ -59,24 +37,45 @@ std::string HostMessage::str() const {
   return line;
 }
 
-PluginHost::PluginHost(const std::string& model, int traceLevel) : m_host(new SimulatedHost()) {
-  ::setenv("HITACHIFI_TRACE_FILE", "trace.log", 1);
-  ::setenv("HITACHIFI_TRACE_LEVEL", std::to_string(traceLevel).c_str(), 1);
-  m_sim.reset(new rmsim::Simulator(m_host->db()));
+PluginHost::PluginHost(const std::string& model, int traceLevel) {
+  char pattern[] = "/tmp/hitachifi-host.XXXXXX";
+  if (::mkdtemp(pattern) == nullptr) throw std::runtime_error("cannot create a temporary directory");
+  m_dir.path = pattern;
+  ::mkdir((dir() + "/cache").c_str(), 0755);
+  ::mkdir((dir() + "/log").c_str(), 0755);
+  // Host names come from a file of the test's own: no test asks DNS.
+  std::ofstream(dir() + "/hosts") << "127.0.0.1 localhost\n10.0.0.7 db1.example.test db1\n";
+  const std::pair<const char*, std::string> env[] = {{"RMSIM_DB", dir() + "/rmsim.db"},
+                                                     {"FRIM_DLOPEN_ROOT", SIM_ROOT},
+                                                     {"RMSIM_HOSTNAME", "db1"},
+                                                     {"HITACHIFI_HOSTNAME", "db1"},
+                                                     {"HITACHIFI_HOSTS_FILE", dir() + "/hosts"},
+                                                     {"HITACHIFI_SYSFS_ROOT", dir() + "/sys"},
+                                                     {"HITACHIFI_CACHE_DIR", dir() + "/cache"},
+                                                     {"HITACHIFI_TRACE_DIR", dir() + "/log"},
+                                                     {"HITACHIFI_TRACE_FILE", "trace.log"},
+                                                     {"HITACHIFI_TRACE_LEVEL", std::to_string(traceLevel)}};
+  for (const auto& var : env) ::setenv(var.first, var.second.c_str(), 1);
+  ::unsetenv("HITACHIFI_SNAPSHOT_RESOURCE_SPEC");
+  m_sim.reset(new rmsim::Simulator(dir() + "/rmsim.db"));
   m_sim->loadModel(model.empty() ? rmsim::Simulator::defaultModel() : model, "db1");
   load();
 }
 
-PluginHost::~PluginHost() { unload(); }
-
-std::string PluginHost::tracePath() const { return m_host->traceDir() + "/trace.log"; }
+PluginHost::~PluginHost() {
+  unload();
+  m_sim.reset();
+}
 
 void PluginHost::load() {
-  m_sim->writeSysfs(m_host->sysfs());
+  m_sim->writeSysfs(dir() + "/sys");
   m_handle = ::dlopen(PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
   if (m_handle == nullptr) throw std::runtime_error(std::string("dlopen: ") + ::dlerror());
   zfi_version version{};
-  const int rc = entry<int (*)(zfi_fw_info*, zfi_version*, const char*)>("init")(nullptr, &version, "fim");
+  static char language[] = "en_US";  // the framework's language
+  static char* languages[] = {language, nullptr};
+  static zfi_fw_info info{nullptr, nullptr, nullptr, languages};  // the plugin may keep it
+  const int rc = entry<int (*)(zfi_fw_info*, zfi_version*, const char*)>("init")(&info, &version, "fim");
   if (rc != 0) throw std::runtime_error("init returned " + std::to_string(rc));
   m_sim->clearJournal();
 }
@@ -130,25 +129,27 @@ struct Objects {
 
 }  // namespace
 
-int PluginHost::select(const std::string& session, const std::vector<HostNode*>& nodes) {
+// select, isready or prepare (flags 0) of `nodes`, with a writable copy of the session id (null: none).
+int PluginHost::listCall(const char* op, const char* session, const std::vector<HostNode*>& nodes) {
   auto list = splits(nodes);
-  std::string id = session;
-  return entry<int (*)(zfi_splitnode*, char*, zfi_splitnode**, int)>("select")(nullptr, &id[0], list.data(),
-                                                                               static_cast<int>(list.size()));
+  std::string id = session ? session : "";
+  char* idArg = session ? &id[0] : nullptr;
+  const int count = static_cast<int>(list.size());
+  if (std::strcmp(op, "prepare") == 0)
+    return entry<int (*)(zfi_splitnode*, char*, zfi_splitnode**, int, int)>(op)(nullptr, idArg, list.data(),
+                                                                                count, 0);
+  return entry<int (*)(zfi_splitnode*, char*, zfi_splitnode**, int)>(op)(nullptr, idArg, list.data(), count);
+}
+
+int PluginHost::select(const std::string& session, const std::vector<HostNode*>& nodes) {
+  return listCall("select", session.c_str(), nodes);
 }
 
 int PluginHost::prepare(const std::string& session, const std::vector<HostNode*>& nodes) {
-  auto list = splits(nodes);
-  std::string id = session;
-  return entry<int (*)(zfi_splitnode*, char*, zfi_splitnode**, int, int)>("prepare")(
-      nullptr, &id[0], list.data(), static_cast<int>(list.size()), 0);
+  return listCall("prepare", session.c_str(), nodes);
 }
 
-int PluginHost::isready(const std::vector<HostNode*>& nodes) {
-  auto list = splits(nodes);
-  return entry<int (*)(zfi_splitnode*, char*, zfi_splitnode**, int)>("isready")(
-      nullptr, nullptr, list.data(), static_cast<int>(list.size()));
-}
+int PluginHost::isready(const std::vector<HostNode*>& nodes) { return listCall("isready", nullptr, nodes); }
 
 int PluginHost::make(const std::string& session, const std::vector<HostNode*>& nodes,
                      std::vector<std::string>* names) {
@@ -221,21 +222,37 @@ std::vector<HostMessage> PluginHost::messages() {
   for (;;) {
     zfi_msg_info* record = nullptr;
     if (entry<int (*)(zfi_msg_info**)>("get_last_error")(&record) != 0 || record == nullptr) break;
-    HostMessage message{record->msg_id ? record->msg_id : "", {}, record->text ? record->text : ""};
+    HostMessage message{record->msg_id ? record->msg_id : "",
+                        {},
+                        record->text ? record->text : "",
+                        std::to_string(record->severity) + " " + (record->file ? record->file : "") + ":" +
+                            std::to_string(record->line),
+                        record->msg_index,
+                        {}};
     for (int i = 0; i < record->arg_count; ++i) {
       const zfi_msg_arg& arg = record->args[i];
       message.args.push_back(arg.type == ZFI_MSG_ARG_STRING ? std::string("S:") + arg.str_value
                                                             : "I:" + std::to_string(arg.int_value));
     }
+    for (const char* locale : {"de_DE", static_cast<const char*>(nullptr)}) {
+      char* text = nullptr;
+      int length = -1;
+      const bool got = entry<int (*)(int*, zfi_msg_info*, const char*, char**)>("get_locale_message")(
+                           &length, record, locale, &text) == 0 &&
+                       text != nullptr && length == static_cast<int>(std::strlen(text));
+      message.localeTexts.push_back(got ? text : "<failed>");
+      if (entry<int (*)(char**)>("del_locale_message")(&text) != 0) message.localeTexts.back() = "<failed>";
+    }
+    if (entry<int (*)(zfi_msg_info**)>("del_last_error")(&record) != 0 || record != nullptr)
+      message.localeTexts.push_back("<failed>");
     newestFirst.push_back(message);
-    entry<int (*)(zfi_msg_info**)>("del_last_error")(&record);
   }
   return std::vector<HostMessage>(newestFirst.rbegin(), newestFirst.rend());
 }
 
 std::vector<std::string> PluginHost::traceLines(size_t from) const {
   std::vector<std::string> found;
-  std::ifstream in(tracePath());
+  std::ifstream in(dir() + "/log/trace.log");
   in.seekg(static_cast<std::streamoff>(from));
   for (std::string line; std::getline(in, line);) {
     const size_t level = line.find("] L");
@@ -250,15 +267,8 @@ std::vector<std::string> PluginHost::traceLines(size_t from) const {
 
 size_t PluginHost::traceSize() const {
   std::error_code error;
-  const auto size = std::filesystem::file_size(tracePath(), error);
+  const auto size = std::filesystem::file_size(dir() + "/log/trace.log", error);
   return error ? 0 : static_cast<size_t>(size);
-}
-
-std::vector<std::string> PluginHost::traced(const std::string& text) const {
-  std::vector<std::string> found;
-  for (const std::string& line : traceLines())
-    if (line.find(text) != std::string::npos) found.push_back(line);
-  return found;
 }
 
 std::vector<rmsim::CallRecord> PluginHost::calls() {

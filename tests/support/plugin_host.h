@@ -6,8 +6,7 @@
 // exported C entry points, and everything the outside world sees of it read
 // back: results, messages, trace lines with their levels, node flags, object
 // ids, the provider-state text and the simulator's journal of RMLIB calls.
-// Shared by the lifecycle, restore, sweep and fihost tests and the lifecycle
-// benchmark.
+// Shared by the scenario files, the sweeps and the lifecycle benchmark.
 
 #include <deque>
 #include <memory>
@@ -21,27 +20,6 @@
 namespace rmsim {
 class Simulator;  // rmsim.h: its RMLIB record names clash with the plugin's own headers
 }
-
-// A private simulated host in a fresh temporary folder: the simulator's
-// state file, a sysfs tree, the cache and trace folders and a hosts file,
-// and the environment that points the plugin, fihost and rmsim at them
-// (the host name `hostName`, no configured targets). Removed on destruction.
-class SimulatedHost {
- public:
-  explicit SimulatedHost(const std::string& hostName = "db1");
-  ~SimulatedHost();
-  SimulatedHost(const SimulatedHost&) = delete;
-  SimulatedHost& operator=(const SimulatedHost&) = delete;
-
-  const std::string& dir() const { return m_dir; }
-  std::string db() const { return m_dir + "/rmsim.db"; }
-  std::string sysfs() const { return m_dir + "/sys"; }
-  std::string cacheDir() const { return m_dir + "/cache"; }
-  std::string traceDir() const { return m_dir + "/log"; }
-
- private:
-  std::string m_dir;
-};
 
 // One framework node: the object id's name equals the node's name (the
 // plugin keys private data by it) and an alternate (snapshot-side) node.
@@ -58,27 +36,35 @@ struct HostNode {
   zfi_splitnode split{};
 };
 
-// A message the plugin reported: its id, arguments ("S:text" / "I:number")
-// and the catalogue's text.
+// A message the plugin reported: its id, arguments ("S:text" / "I:number"),
+// the catalogue's text, where ("SEVERITY FILE:LINE") and its index, and the
+// texts get_locale_message gives in German (no texts of its own) and in the
+// framework's language (null); "<failed>" when a call of the framework's
+// failed or a length was wrong.
 struct HostMessage {
   std::string id;
   std::vector<std::string> args;
-  std::string text;
+  std::string text, where;
+  int index = 0;
+  std::vector<std::string> localeTexts;
   std::string str() const;  // "ID ARG ARG..."
 };
 
 class PluginHost {
  public:
-  // Loads `model` (the default model when empty), writes its sysfs tree and
-  // loads and initialises the plugin with a trace at `traceLevel`.
+  // In a fresh temporary folder (removed on destruction): the simulator's
+  // state file with `model` (the default model when empty), its sysfs tree,
+  // the cache and trace folders and a hosts file naming this host db1, and
+  // the environment pointing the plugin, fihost and rmsim at them (no
+  // configured targets). Then loads and initialises the plugin with a trace
+  // at `traceLevel`, the framework's language en_US.
   explicit PluginHost(const std::string& model = std::string(), int traceLevel = 6);
   ~PluginHost();
   PluginHost(const PluginHost&) = delete;
   PluginHost& operator=(const PluginHost&) = delete;
 
   rmsim::Simulator& sim() { return *m_sim; }
-  const std::string& dir() const { return m_host->dir(); }
-  std::string tracePath() const;
+  const std::string& dir() const { return m_dir.path; }
 
   // Unloads the plugin and loads it afresh, as a new framework process would
   // (the sysfs tree rewritten from the simulator's model first).
@@ -94,7 +80,7 @@ class PluginHost {
   int isready(const std::vector<HostNode*>& nodes);
   // The object-id names make returned are appended to `names` (when given).
   int make(const std::string& session, const std::vector<HostNode*>& nodes, std::vector<std::string>* names);
-  // Restores each (source, snapshot) pair of UDIDs.
+  // Restores each (source, snapshot) pair of UDIDs ("-": a null entry).
   int restore(const std::vector<std::pair<std::string, std::string>>& pairs, long flags = 0);
   int restore(frim_objid** sources, frim_objid** snapshots, long count, long flags = 0);
   // Provider state. get: the text ("" for none); kBadBlock when the block
@@ -109,8 +95,6 @@ class PluginHost {
 
   // Every message reported since the last call, oldest first (taken).
   std::vector<HostMessage> messages();
-  // The trace lines, as "L<level> <message>", that hold `text`.
-  std::vector<std::string> traced(const std::string& text) const;
   // Every trace line from byte `from` of the trace on, as "L<level> <message>".
   std::vector<std::string> traceLines(size_t from = 0) const;
   size_t traceSize() const;
@@ -126,7 +110,11 @@ class PluginHost {
  private:
   void load();
   void unload();
-  std::unique_ptr<SimulatedHost> m_host;
+  int listCall(const char* op, const char* session, const std::vector<HostNode*>& nodes);
+  struct Folder {  // removed with everything in it, last
+    std::string path;
+    ~Folder();
+  } m_dir;
   std::unique_ptr<rmsim::Simulator> m_sim;
   void* m_handle = nullptr;
   std::deque<std::unique_ptr<HostNode>> m_nodes;

@@ -4,16 +4,18 @@
 // A program run as a separate process (fihost, rmsim), its standard input
 // given, its output and errors kept; and a whole file read as text.
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <vector>
 
 struct RunResult {
-  int status = -1;  // exit code, or -1 when the process did not exit normally
+  int status = -1;  // exit code, 128 + the signal that ended it, or -1
   std::string out, err;
 };
 
@@ -23,9 +25,11 @@ inline std::string slurp(const std::string& path) {
   return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 
-// Runs `program` with `args`; its standard streams go through files in `scratch`.
+// Runs `program` with `args`; its standard streams go through files in
+// `scratch`. With a `signal`, sends it once `stopNow` says so while it runs.
 inline RunResult runProgram(const std::string& program, const std::vector<std::string>& args,
-                            const std::string& input, const std::string& scratch) {
+                            const std::string& input, const std::string& scratch, int signal = 0,
+                            const std::function<bool()>& stopNow = {}) {
   const std::string in = scratch + "/stdin", out = scratch + "/stdout", err = scratch + "/stderr";
   std::ofstream(in) << input;
   const pid_t child = ::fork();
@@ -40,8 +44,13 @@ inline RunResult runProgram(const std::string& program, const std::vector<std::s
     ::_exit(127);
   }
   int status = 0;
-  ::waitpid(child, &status, 0);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(out), slurp(err)};
+  while (signal != 0 && ::waitpid(child, &status, WNOHANG) == 0)
+    if (stopNow()) ::kill(child, signal), signal = 0;
+  if (signal == 0) ::waitpid(child, &status, 0);
+  return {WIFEXITED(status)     ? WEXITSTATUS(status)
+          : WIFSIGNALED(status) ? 128 + WTERMSIG(status)
+                                : -1,
+          slurp(out), slurp(err)};
 }
 
 #endif
