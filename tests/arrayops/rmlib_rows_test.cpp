@@ -283,13 +283,9 @@ TEST_P(RmlibRows, Hold) {
   }
 }
 
-std::string rowName(const ::testing::TestParamInfo<Scenario>& info) { return info.param.name; }
-
 INSTANTIATE_TEST_SUITE_P(Binding, RmlibRows, ::testing::ValuesIn(readScenarios(ROWS "/binding.rows")),
-                         rowName);
+                         scenarioName);
 INSTANTIATE_TEST_SUITE_P(ArrayOps, RmlibRows, ::testing::ValuesIn(readScenarios(ROWS "/arrayops.rows")),
-                         rowName);
+                         scenarioName);
 
 }  // namespace
-
-void PrintTo(const Scenario& scenario, std::ostream* out) { *out << scenario.name; }

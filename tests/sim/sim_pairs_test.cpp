@@ -13,36 +13,11 @@
 #include <string>
 #include <vector>
 
+#include "scenario.h"
 #include "sim_fixture.h"
 
 namespace simtest {
 namespace {
-
-struct Script {
-  std::string name;
-  std::vector<std::pair<int, std::string>> steps;  // line number and text
-};
-void PrintTo(const Script& script, std::ostream* out) { *out << script.name; }
-
-std::vector<Script> readScripts(const char* file) {
-  std::ifstream in(file);
-  if (!in) throw std::runtime_error(std::string("cannot read ") + file);
-  std::vector<Script> scripts;
-  int number = 0;
-  for (std::string line; std::getline(in, line);) {
-    const size_t start = line.find_first_not_of(' ');
-    if (++number, start == std::string::npos || line[start] == '#') continue;
-    if (start == 0 && line.rfind("case ", 0) == 0) {
-      scripts.push_back({line.substr(5), {}});
-    } else if (start > 0 && !scripts.empty()) {
-      scripts.back().steps.emplace_back(number, line.substr(start));
-    } else {
-      throw std::runtime_error(std::string(file) + ":" + std::to_string(number) +
-                               ": not a case nor one's step");
-    }
-  }
-  return scripts;
-}
 
 std::string unescape(std::string text) {
   for (size_t at = 0; (at = text.find('\\', at)) != std::string::npos && at + 1 < text.size(); ++at)
@@ -59,7 +34,7 @@ int stateCode(const std::string& name) {
   return name == "UNKN" ? RMSIM_UNKN : at == kStates.end() ? -1 : static_cast<int>(at - kStates.begin());
 }
 
-class StepScript : public SimulatorTest, public ::testing::WithParamInterface<Script> {
+class StepScript : public SimulatorTest, public ::testing::WithParamInterface<Scenario> {
  protected:
   // The answer of one step: `rest` is what follows the verb.
   std::string answer(const std::string& verb, const std::string& rest) {
@@ -161,8 +136,10 @@ TEST_P(StepScript, Holds) {
   static const std::string verbs =
       " split resync ldev status rminfo errmsg fmtmsg attach use rule pair setting maxmu counter data write "
       "checksum rmsim detach attachments model ";
-  for (const auto& [line, step] : GetParam().steps) {
-    SCOPED_TRACE("steps.script:" + std::to_string(line) + ": " + step);
+  for (const ScenarioLine& line : GetParam().lines) {
+    const std::string step = line.text.substr(line.text.find_first_not_of(" \t"));
+    SCOPED_TRACE("steps.script:" + std::to_string(line.number) + ": " + step);
+    ASSERT_NE("unreadable", line.words[0]) << line.words.at(1);
     size_t at = std::string::npos;
     for (const char* op : {" ==", " =>", " ~>"}) at = std::min(at, step.find(op));
     const std::string command = step.substr(0, at),
@@ -179,8 +156,7 @@ TEST_P(StepScript, Holds) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Steps, StepScript, ::testing::ValuesIn(readScripts(SIM_SCRIPT)),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Steps, StepScript, ::testing::ValuesIn(readScenarios(SIM_SCRIPT)), scenarioName);
 
 using FaultRequests = SimulatorTest;
 

@@ -139,6 +139,9 @@ std::vector<Scenario> readScenarios(const std::string& path) {
   return scenarios;
 }
 
+void PrintTo(const Scenario& scenario, std::ostream* out) { *out << scenario.name; }
+std::string scenarioName(const testing::TestParamInfo<Scenario>& info) { return info.param.name; }
+
 namespace {
 
 const std::map<std::string, int> kPairStates = {{"SMPL", 1}, {"COPY", 2}, {"PAIR", 3}, {"PSUS", 4},

@@ -6,6 +6,9 @@
 // tests/support/README.md; scenario_test.cpp turns every scenario of a file
 // into a named gtest case.
 
+#include <gtest/gtest.h>
+
+#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -24,6 +27,10 @@ struct Scenario {
 // Every scenario of `path`, tables expanded; a file that cannot be read or
 // parsed gives one scenario named "Unreadable" that fails with the reason.
 std::vector<Scenario> readScenarios(const std::string& path);
+
+// gtest prints a scenario, and names its case, by the scenario's name.
+void PrintTo(const Scenario& scenario, std::ostream* out);
+std::string scenarioName(const testing::TestParamInfo<Scenario>& info);
 
 // Runs `scenario`, reporting each expectation that does not hold as a gtest
 // failure naming the file and line.

@@ -11,8 +11,6 @@ class ScenarioFile : public ::testing::TestWithParam<Scenario> {};
 TEST_P(ScenarioFile, Holds) { runScenario(GetParam()); }
 
 INSTANTIATE_TEST_SUITE_P(SCENARIO_SUITE, ScenarioFile, ::testing::ValuesIn(readScenarios(SCENARIOS)),
-                         [](const ::testing::TestParamInfo<Scenario>& info) { return info.param.name; });
+                         scenarioName);
 
 }  // namespace
-
-void PrintTo(const Scenario& scenario, std::ostream* out) { *out << scenario.name; }
